@@ -1,0 +1,25 @@
+# How everything of ours is compiled: language level, warnings, sanitizers, and paths in diagnostics.
+
+set(KXPAL_WARNINGS
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wcast-qual -Wformat=2 -Wnull-dereference -Wmissing-declarations)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND KXPAL_WARNINGS -Wduplicated-cond -Wlogical-op)
+endif()
+if(KXPAL_WERROR)
+  list(APPEND KXPAL_WARNINGS -Werror)
+endif()
+
+# Applies the settings to one target. Fatal-check lines name sources relative to the project's root.
+function(kxpal_compile_options target)
+  target_compile_features(${target} PRIVATE cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(${target} PRIVATE
+    "$<$<COMPILE_LANGUAGE:CXX>:${KXPAL_WARNINGS}>" "-fmacro-prefix-map=${kxPAL_SOURCE_DIR}/=")
+  if(KXPAL_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${KXPAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${KXPAL_SANITIZE})
+  endif()
+endfunction()
