@@ -1,0 +1,12 @@
+// The mark that public symbols of the library carry. Everything else stays inside the shared object.
+#ifndef MURN_EXPORT_H
+#define MURN_EXPORT_H
+
+/// Marks a class, function or variable that the shared library exports.
+#define MURN_API __attribute__((visibility("default")))
+
+/// Tells the compiler that argument `formatIndex` is a printf format for the arguments from `firstArgument` on
+/// (both counted from 1; 0 as `firstArgument` for a `va_list`), so that it checks them at each call.
+#define MURN_PRINTF(formatIndex, firstArgument) __attribute__((format(printf, formatIndex, firstArgument)))
+
+#endif
