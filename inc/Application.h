@@ -1,0 +1,109 @@
+// The process-wide runtime: thread registry, main loop, and the ways to hand over an event.
+#ifndef MURN_APPLICATION_H
+#define MURN_APPLICATION_H
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "Export.h"
+
+namespace Murn {
+
+class ApplicationGlib;
+class Event;
+class Object;
+class Thread;
+
+/// The runtime of a process; a host creates exactly one, on the thread that becomes the main application thread,
+/// and destroys it there after every other thread that uses the runtime has ended.
+///
+///     int main(int argc, char** argv)
+///     {
+///         Murn::Application application(argc, argv);
+///         ...
+///         application.exec();  // until somebody calls Murn::Application::Quit()
+///     }
+class MURN_API Application {
+public:
+    /// Starts the runtime and makes the calling thread the main application thread. A second application ends the
+    /// process through a fatal check.
+    /// @param argc  the number of program arguments; 0 or less for none
+    /// @param argv  the arguments, which are copied
+    Application(int argc, char** argv);
+    /// The main application thread only. Stops, joins and deletes the threads that were handed to the collector,
+    /// delivers the events that still wait on the main application thread (CurrentThread() is null by then), and
+    /// ends the runtime.
+    virtual ~Application();
+
+    Application(const Application&) = delete;
+    Application& operator=(const Application&) = delete;
+
+    /// The main application thread only. Runs its event loop until Quit(); see Thread::exec(). Objects that are
+    /// bound to the main thread by then are each warned about and are unlisted: there is no thread to hand them to.
+    void exec();
+    /// Any thread. Ends exec(). The application must exist.
+    static void Quit();
+
+    /// Any thread. Without an application it ends the process through a fatal check.
+    /// @return a copy of the program arguments, in order, the program's name first
+    static std::vector<std::string> Arguments();
+    /// Any thread.
+    /// @return the main application thread, which stays the application's; null with a warning without an application
+    static Thread* MainApplicationThread();
+    /// Any thread.
+    /// @return the thread that the caller runs on, if it is registered; else null, also without an application
+    static Thread* CurrentThread();
+    /// Any thread.
+    /// @return whether the caller's thread is registered, in whatever way
+    static bool isExternalThreadAlreadyRegistered();
+
+    /// A registered thread only; others get a warning and nothing else. Thread::processEvents() on it.
+    /// @param mayBlock  whether to wait until something is ready
+    static void ProcessEvents(bool mayBlock);
+
+    /// Binds the calling system thread to `thread`; a started Thread does so by itself. Ends the process through a
+    /// fatal check without an application, or when the system thread is registered already.
+    /// @param thread  stays the caller's
+    static void RegisterThread(Thread* thread);
+    /// Undoes RegisterThread(). Ends the process through a fatal check without an application, or when the caller
+    /// does not run on `thread`.
+    /// @param thread  the caller's own thread
+    static void UnregisterThread(Thread* thread);
+    /// A system thread that the runtime did not start. Makes a Thread for it, so that it may have objects, timers and
+    /// streams; it delivers their events by calling ProcessEvents() or CurrentThread()->exec(). Ends the process
+    /// through a fatal check when the thread is registered already.
+    static void RegisterExternalThread();
+    /// A thread that called RegisterExternalThread(). Hands its objects to the main application thread, unregisters
+    /// it and deletes its Thread. Ends the process through a fatal check on a thread that is not registered.
+    static void UnregisterExternalThread();
+
+    /// Any thread. Asynchronous delivery: queues the event for the target's thread, which delivers and disposes of
+    /// it. An object that is bound to no thread gets nothing: an error is logged and the event stays the caller's.
+    /// @param target  must live until the event is delivered or the target is deleted on its own thread
+    /// @param event   made with `new`
+    static void PostEvent(Object* target, Event* event);
+    /// Synchronous delivery: calls the target's Object::event() at once. Ends the process through a fatal check on
+    /// another thread than the target's; an object that is bound to no thread takes it from any.
+    /// @param target  an object of the calling thread, or of none
+    /// @param event   stays the caller's; its receiver is not set
+    static void SendEvent(Object* target, Event& event);
+    /// Any thread. Sends to a target of the calling thread (or of none) and disposes of the event; posts to all others.
+    /// @param target  as for PostEvent()
+    /// @param event   made with `new`; the runtime owns it from now on
+    static void DispatchEvent(Object* target, Event* event);
+
+    /// Any thread. Hands over a thread that is no longer needed: it is stopped, joined and deleted, not at once but
+    /// by the next hand-over or by the application's end. A thread may hand over itself from within its own loop.
+    /// @param thread  started as joinable and made with `new`; the application owns it from now on
+    static void AddToThreadGarbageCollector(Thread* thread);
+
+private:
+    static std::atomic<Application*> _Instance;
+
+    ApplicationGlib* _impl;  // owned
+};
+
+}  // namespace Murn
+
+#endif
