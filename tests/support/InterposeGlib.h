@@ -1,0 +1,47 @@
+// Replaceable functions: GLib. See Interpose.h.
+//
+// GLib's own calls of these functions stay inside it; what arrives here are the calls of the library under test
+// and of the tests themselves.
+#ifndef KXPAL_TESTS_INTERPOSE_GLIB_H
+#define KXPAL_TESTS_INTERPOSE_GLIB_H
+
+#include <glib.h>
+
+#include <cstdarg>
+
+#include "Interpose.h"
+
+#define KXPAL_INTERPOSE_GLIB(X)                                                                             \
+    X(gint64, g_get_real_time, (), (), )                                                                    \
+    X(gint64, g_get_monotonic_time, (), (), )                                                               \
+    X(void, g_logv, (const gchar* domain, GLogLevelFlags level, const gchar* format, va_list args),         \
+      (domain, level, format, args), )                                                                      \
+    X(gpointer, g_try_malloc, (gsize size), (size), )                                                       \
+    X(void, g_main_context_wakeup, (GMainContext * context), (context), )                                   \
+    X(void, g_main_context_unref, (GMainContext * context), (context), )                                    \
+    X(void, g_main_loop_run, (GMainLoop * loop), (loop), )                                                  \
+    X(void, g_main_loop_quit, (GMainLoop * loop), (loop), )                                                 \
+    X(GThread*, g_thread_try_new, (const gchar* name, GThreadFunc function, gpointer data, GError** error), \
+      (name, function, data, error), )                                                                      \
+    X(GIOError, g_io_channel_write, (GIOChannel * channel, const gchar* data, gsize count, gsize* written), \
+      (channel, data, count, written), )                                                                    \
+    X(GIOStatus, g_io_channel_flush, (GIOChannel * channel, GError * *error), (channel, error), )           \
+    X(GIOStatus, g_io_channel_read_chars,                                                                   \
+      (GIOChannel * channel, gchar * buffer, gsize count, gsize * bytesRead, GError * *error),              \
+      (channel, buffer, count, bytesRead, error), )                                                         \
+    X(GSource*, g_io_create_watch, (GIOChannel * channel, GIOCondition condition), (channel, condition), )  \
+    X(void, g_io_channel_unref, (GIOChannel * channel), (channel), )                                        \
+    X(guint, g_source_attach, (GSource * source, GMainContext * context), (source, context), )              \
+    X(void, g_source_add_poll, (GSource * source, GPollFD * descriptor), (source, descriptor), )            \
+    X(void, g_source_destroy, (GSource * source), (source), )                                               \
+    X(void, g_source_unref, (GSource * source), (source), )                                                 \
+    X(void, g_async_queue_unref, (GAsyncQueue * queue), (queue), )                                          \
+    X(gboolean, g_cond_wait_until, (GCond * cond, GMutex * mutex, gint64 end), (cond, mutex, end), )
+
+namespace interpose {
+G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+KXPAL_INTERPOSE_GLIB(KXPAL_INTERPOSE_DECLARE)
+G_GNUC_END_IGNORE_DEPRECATIONS
+}  // namespace interpose
+
+#endif

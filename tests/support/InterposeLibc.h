@@ -1,0 +1,27 @@
+// Replaceable functions: backtraces, clocks and memory. See Interpose.h.
+#ifndef KXPAL_TESTS_INTERPOSE_LIBC_H
+#define KXPAL_TESTS_INTERPOSE_LIBC_H
+
+#include <execinfo.h>
+#include <sys/mman.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "Interpose.h"
+
+#define KXPAL_INTERPOSE_LIBC(X)                                                                                        \
+    X(int, backtrace, (void** frames, int size), (frames, size), )                                                     \
+    X(char**, backtrace_symbols, (void* const* frames, int size), (frames, size), noexcept)                            \
+    X(time_t, time, (time_t * seconds), (seconds), noexcept)                                                           \
+    X(tm*, localtime, (const time_t* seconds), (seconds), noexcept)                                                    \
+    X(size_t, strftime, (char* buffer, size_t size, const char* format, const tm* time), (buffer, size, format, time), \
+      noexcept)                                                                                                        \
+    X(int, usleep, (useconds_t microseconds), (microseconds), )                                                        \
+    X(void*, mmap, (void* address, size_t length, int protection, int flags, int fd, off_t offset),                    \
+      (address, length, protection, flags, fd, offset), noexcept)
+
+namespace interpose {
+KXPAL_INTERPOSE_LIBC(KXPAL_INTERPOSE_DECLARE)
+}  // namespace interpose
+
+#endif
