@@ -3,6 +3,8 @@
 
 #include <glib.h>
 
+#include <algorithm>
+
 #include "AffinityLock.h"
 #include "ApplicationGlib.h"
 #include "Check.h"
@@ -19,14 +21,18 @@ std::atomic<Application*> Application::_Instance(nullptr);
 
 namespace {
 
-// Takes the first thread that waits for collection out of the list; null when there is none.
+// Takes the first thread that waits for collection out of the list; null when there is none. A thread that handed over
+// itself and is still at work cannot wait for itself: it is left for another one to collect.
 Thread* nextGarbage(ApplicationGlib* impl)
 {
     const MutexLocker locker(&impl->_garbageMutex);
-    if (impl->_garbage.empty())
+    std::list<Thread*>& garbage = impl->_garbage;
+    const auto entry =
+        std::find_if(garbage.begin(), garbage.end(), [](const Thread* thread) { return !thread->isCurrentThread(); });
+    if (entry == garbage.end())
         return nullptr;
-    Thread* const thread = impl->_garbage.front();
-    impl->_garbage.pop_front();
+    Thread* const thread = *entry;
+    garbage.erase(entry);
     return thread;
 }
 
