@@ -31,9 +31,7 @@ public:
     /// Destroys this object when the reference was the last one. Returns whether it did.
     bool unref()
     {
-        // clang-format off
         MURN_CHECK(_refCount>=1);
-        // clang-format on
         if (_refCount.fetch_sub(1, std::memory_order_acq_rel) != 1)
             return false;
         delete this;

@@ -138,9 +138,7 @@ StreamImpl* StreamImpl::Of(const Stream* stream)
 void StreamImpl::setChannel(GIOChannel* channel)
 {
     const StreamImpl* const imp = this;  // the check prints this name
-    // clang-format off
     MURN_CHECK(imp->_channel==NULL);
-    // clang-format on
     g_io_channel_set_encoding(channel, nullptr, nullptr);
     g_io_channel_set_buffered(channel, FALSE);
     _channel = g_io_channel_ref(channel);
