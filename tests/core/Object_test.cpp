@@ -1,0 +1,629 @@
+// Objects: thread affinity, references, deletion on their own thread, and the move to another one.
+#include <kxPAL/DeleteLaterEvent.h>
+#include <kxPAL/Mutex.h>
+
+#include <type_traits>
+
+#include "FatalTest.h"
+#include "Runtime.h"
+#include "Wait.h"
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using Murn::Application;
+using Murn::Event;
+using Murn::Object;
+using Murn::Thread;
+
+namespace {
+
+constexpr const char* source = "src/core/Object.cpp";
+
+/// Whether another thread could lock the object's mutex just now.
+bool isUnlocked(Object* object)
+{
+    bool locked = false;
+    onForeignThread([&] {
+        locked = object->mutex()->tryLock();
+        if (locked)
+            object->mutex()->unlock();
+    });
+    return locked;
+}
+
+/// An object that outlives its last reference and counts the calls of destroy().
+class Shared : public Object {
+public:
+    void destroy() override
+    {
+        ++_destroyCalls;
+        _wasUnlocked = isUnlocked(this);
+    }
+
+    int _destroyCalls = 0;
+    bool _wasUnlocked = false;
+};
+
+class ObjectTest : public RuntimeTest {};
+
+TEST_F(ObjectTest, hasItsFieldsWhereHostsExpectThem)
+{
+    Shared object;
+    object.ref();
+    object.ref();
+
+    EXPECT_EQ(sizeof(Object), 32U);
+    EXPECT_TRUE(fieldAt<bool>(&object, 8));
+    EXPECT_EQ(fieldAt<unsigned int>(&object, 12), 2U);
+    EXPECT_EQ(static_cast<void*>(object.mutex()), reinterpret_cast<char*>(&object) + 16);
+    EXPECT_EQ(fieldAt<Thread*>(&object, 24), mainThread());
+
+    object.deref();
+    object.deref();
+    EXPECT_FALSE(fieldAt<bool>(&object, 8));
+}
+
+TEST_F(ObjectTest, hasItsVirtualOperationsInTheSlotsThatHostsExpect)
+{
+    EXPECT_TRUE(std::has_virtual_destructor_v<Object>);  // two slots
+    EXPECT_EQ(virtualSlot(&Object::event), 2U);
+    EXPECT_EQ(virtualSlot(&Object::destroy), 3U);
+}
+
+// Life and affinity
+
+TEST_F(ObjectTest, isBoundToTheThreadThatCreatesIt)
+{
+    const Object onMain;
+    EXPECT_EQ(onMain.thread(), mainThread());
+
+    Worker worker;
+    worker.run([&] {
+        const Object onWorker;
+        EXPECT_EQ(onWorker.thread(), worker.thread());
+    });
+}
+
+TEST_F(ObjectTest, isBoundToNoThreadWhenItsCreatorIsNotRegistered)
+{
+    onForeignThread([] {
+        const Object object;
+        EXPECT_EQ(object.thread(), nullptr);
+    });
+}
+
+TEST_F(ObjectTest, isBoundToNoThreadWhenThereIsNoApplication)
+{
+    endApplication();
+
+    const Object object;
+
+    EXPECT_EQ(object.thread(), nullptr);
+}
+
+TEST_F(ObjectTest, startsValidAndWithoutReferences)
+{
+    Object object;
+
+    EXPECT_TRUE(object.isValid());
+    EXPECT_EQ(object.refsCount(), 0U);
+}
+
+// References
+
+TEST_F(ObjectTest, callsDestroyOnceWhenTheLastReferenceIsReleased)
+{
+    Shared object;
+    object.ref();
+    object.ref();
+    EXPECT_EQ(object.refsCount(), 2U);
+
+    object.deref();
+    EXPECT_EQ(object._destroyCalls, 0);
+    EXPECT_TRUE(object.isValid());
+
+    object.deref();
+    EXPECT_EQ(object._destroyCalls, 1);
+    EXPECT_FALSE(object.isValid());
+    EXPECT_EQ(object.refsCount(), 0U);
+}
+
+TEST_F(ObjectTest, releasesItsMutexBeforeTheLastReferenceCallsDestroy)
+{
+    Shared object;
+    object.ref();
+
+    object.deref();
+
+    EXPECT_TRUE(object._wasUnlocked);
+}
+
+TEST_F(ObjectTest, guardsItsReferencesWithItsMutex)
+{
+    Shared object;
+    std::atomic<bool> counted{false};
+    std::thread other;
+    {
+        object.mutex()->lock();
+        other = std::thread([&] {
+            object.ref();
+            counted = true;
+        });
+        // Time for a count that takes no lock to slip through; one that does cannot be early.
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_FALSE(counted);
+        object.mutex()->unlock();
+    }
+    other.join();
+
+    EXPECT_EQ(object.refsCount(), 1U);
+    object.deref();
+}
+
+TEST_F(ObjectTest, wrapsTheCountAndDestroysNothingWhenReleasedTooOften)
+{
+    Shared object;
+
+    object.deref();
+
+    EXPECT_EQ(object.refsCount(), 4294967295U);
+    EXPECT_EQ(object._destroyCalls, 0);
+    EXPECT_TRUE(object.isValid());
+
+    object.ref();
+    EXPECT_EQ(object.refsCount(), 0U);
+}
+
+TEST_F(ObjectTest, endsTheProcessAtAReferenceToAnInvalidObject)
+{
+    Shared object;
+    object.ref();
+    object.deref();
+
+    EXPECT_FATAL(object.ref(), "_valid", source);
+}
+
+TEST_F(ObjectTest, endsTheProcessWhenDeletedWithReferencesLeft)
+{
+    EXPECT_FATAL(
+        {
+            Object object;
+            object.ref();
+        },
+        "_refsCount == 0", source);
+}
+
+// Deletion
+
+TEST_F(ObjectTest, deletesItselfAtOnceWhenBoundToNoThread)
+{
+    Record record;
+    onForeignThread([&] {
+        Object* const object = new Recorder(record);
+        object->destroy();
+        EXPECT_EQ(record.destructions(), 1);
+    });
+    EXPECT_THAT(record.types(), IsEmpty());
+}
+
+TEST_F(ObjectTest, isDeletedAfterTheEventsThatWerePostedBeforeDestroy)
+{
+    Record record;
+    Object* const object = new Recorder(record);
+    post(object, 7);
+    object->destroy();
+    EXPECT_EQ(record.destructions(), 0);
+
+    pump();
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
+    EXPECT_EQ(record.destructions(), 1);
+}
+
+TEST_F(ObjectTest, isDeletedOnItsOwnThreadWhoeverDestroysIt)
+{
+    Worker worker;
+    Record record;
+    Object* object = nullptr;
+    worker.run([&] { object = new Recorder(record); });
+
+    object->destroy();
+
+    worker.run([] {});
+    EXPECT_EQ(record.destructions(), 1);
+    EXPECT_THAT(record.threads(), ElementsAre(worker.thread()));
+}
+
+TEST_F(ObjectTest, isDeletedLaterWhenTheLastReferenceIsReleased)
+{
+    Record record;
+    Object* const object = new Recorder(record);
+    object->ref();
+    post(object, 7);
+
+    object->deref();
+    EXPECT_EQ(record.destructions(), 0);
+    EXPECT_FALSE(object->isValid());
+
+    pump();
+    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
+    EXPECT_EQ(record.destructions(), 1);
+}
+
+TEST_F(ObjectTest, asksForItsDeletionWithADeleteLaterEvent)
+{
+    struct Asked : Object {
+        void event(Event* event) override
+        {
+            _wasDeleteLater = dynamic_cast<Murn::DeleteLaterEvent*>(event) != nullptr;
+            _type = event->_type;
+            _data = event->_data;
+            _receiver = event->_receiver;
+        }
+
+        bool _wasDeleteLater = false;
+        unsigned int _type = 0;
+        void* _data = this;
+        Object* _receiver = nullptr;
+    };
+    Asked object;
+
+    object.destroy();
+    pump();
+
+    EXPECT_TRUE(object._wasDeleteLater);
+    EXPECT_EQ(object._type, 1U);
+    EXPECT_EQ(object._data, nullptr);
+    EXPECT_EQ(object._receiver, &object);
+}
+
+TEST_F(ObjectTest, ignoresEventsOfUnknownTypes)
+{
+    Object object;
+    Event unknown(2, nullptr);
+    Event zero(0, nullptr);
+    Event largest(4294967295U, nullptr);
+
+    object.event(&unknown);
+    object.event(&zero);
+    object.event(&largest);
+
+    EXPECT_TRUE(object.isValid());
+}
+
+TEST_F(ObjectTest, dropsItsWaitingEventsWhenDeletedAndLeavesThoseOfOthers)
+{
+    Record doomedRecord;
+    Record otherRecord;
+    std::atomic<int> disposals{0};
+    auto* const doomed = new Recorder(doomedRecord);
+    Recorder other(otherRecord);
+    post(&other, 10);
+    post(doomed, 7, disposals);
+    post(&other, 11);
+    post(doomed, 8, disposals);
+    post(&other, 12);
+
+    delete doomed;
+    EXPECT_EQ(disposals, 2);
+
+    pump();
+    EXPECT_THAT(doomedRecord.types(), IsEmpty());
+    EXPECT_THAT(otherRecord.types(), ElementsAre(10U, 11U, 12U));
+}
+
+TEST_F(ObjectTest, dropsItsWaitingEventsOnWhateverThreadDeletesIt)
+{
+    Record record;
+    std::atomic<int> disposals{0};
+    auto* const object = new Recorder(record);
+    post(object, 7, disposals);
+
+    onForeignThread([&] { delete object; });
+
+    EXPECT_EQ(disposals, 1);
+    pump();
+    EXPECT_THAT(record.types(), IsEmpty());
+}
+
+TEST_F(ObjectTest, mayBeDeletedInItsOwnEventWithMoreEventsWaiting)
+{
+    Record record;
+    Record otherRecord;
+    std::atomic<int> disposals{0};
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event*) { delete object; });
+    Recorder other(otherRecord);
+    post(object, 7, disposals);
+    post(object, 8, disposals);
+    post(&other, 9);
+    post(object, 10, disposals);
+
+    pump();
+
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_EQ(record.destructions(), 1);
+    EXPECT_EQ(disposals, 3);
+    EXPECT_THAT(otherRecord.types(), ElementsAre(9U));
+}
+
+TEST_F(ObjectTest, mayDeleteAnotherObjectInItsEvent)
+{
+    Record record;
+    Record otherRecord;
+    auto* const other = new Recorder(otherRecord);
+    Recorder object(record, [&](Event*) { delete other; });
+    post(&object, 7);
+    post(other, 8);
+
+    pump();
+
+    EXPECT_EQ(otherRecord.destructions(), 1);
+    EXPECT_THAT(otherRecord.types(), IsEmpty());
+}
+
+TEST_F(ObjectTest, warnsAtItsDeletionWhenItsThreadDoesNotListIt)
+{
+    Record record;
+    auto* const object = new Recorder(record, [](Event*) { Application::Quit(); });
+    post(object, 7);
+    application().exec();  // the main thread forgets its objects at the end
+    ASSERT_EQ(logged().size(), 1U);
+
+    delete object;
+
+    ASSERT_EQ(logged().size(), 2U);
+    EXPECT_THAT(logged()[1],
+                IsLogged("Thread", warningLevel, "Error removing object from affinity thread, its not attached (?\?)"));
+}
+
+// The move
+
+TEST_F(ObjectTest, deliversOnTheNewThreadOnceItHasMoved)
+{
+    Worker worker;
+    Record record;
+    auto* const object = new Recorder(record);
+
+    object->moveToThread(worker.thread());
+    EXPECT_EQ(object->thread(), worker.thread());
+    post(object, 7);
+
+    worker.run([&] { delete object; });
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_THAT(record.threads(), ElementsAre(worker.thread()));
+}
+
+TEST_F(ObjectTest, deliversItsWaitingEventsBeforeItMoves)
+{
+    Worker worker;
+    Record record;
+    std::atomic<int> disposals{0};
+    std::vector<Thread*> affinities;
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event*) { affinities.push_back(object->thread()); });
+    post(object, 7, disposals);
+    post(object, 8, disposals);
+
+    object->moveToThread(worker.thread());
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
+    EXPECT_THAT(record.threads(), Each(mainThread()));
+    EXPECT_THAT(affinities, ElementsAre(mainThread(), mainThread()));
+    EXPECT_EQ(disposals, 2);
+    worker.run([&] { delete object; });
+}
+
+TEST_F(ObjectTest, deliversBeforeItMovesWhatItsHandlersPostMeanwhile)
+{
+    Worker worker;
+    Record record;
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event* event) {
+        if (event->_type < 10)
+            post(object, event->_type + 1);
+    });
+    post(object, 7);
+
+    object->moveToThread(worker.thread());
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U, 9U, 10U));
+    EXPECT_THAT(record.threads(), Each(mainThread()));
+    worker.run([&] { delete object; });
+}
+
+TEST_F(ObjectTest, leavesTheEventsOfOthersWaitingWhenItMoves)
+{
+    Worker worker;
+    Record record;
+    Record otherRecord;
+    auto* const object = new Recorder(record);
+    Recorder other(otherRecord);
+    post(&other, 10);
+    post(object, 7);
+    post(&other, 11);
+
+    object->moveToThread(worker.thread());
+    EXPECT_THAT(otherRecord.types(), IsEmpty());
+
+    pump();
+    EXPECT_THAT(otherRecord.types(), ElementsAre(10U, 11U));
+    worker.run([&] { delete object; });
+}
+
+TEST_F(ObjectTest, holdsItsMutexWhileItMovesAndFreesItAfterwards)
+{
+    Worker worker;
+    Record record;
+    bool wasUnlockedInHandler = true;
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event*) { wasUnlockedInHandler = isUnlocked(object); });
+    post(object, 7);
+
+    object->moveToThread(worker.thread());
+
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_FALSE(wasUnlockedInHandler);
+    EXPECT_TRUE(isUnlocked(object));
+    worker.run([&] { delete object; });
+}
+
+TEST_F(ObjectTest, isListedWithItsNewThreadAloneOnceItHasMoved)
+{
+    Worker first;
+    Worker second;
+    Object* object = nullptr;
+    first.run([&] {
+        object = new Object;
+        object->moveToThread(second.thread());
+    });
+
+    first.finish();
+    EXPECT_THAT(logged(), IsEmpty());  // the old thread hands nothing over
+
+    second.finish();
+    EXPECT_THAT(logged(), ElementsAre(IsLogged(
+                              "Thread", warningLevel,
+                              "Thread deleted with objects still attached to it! : (1) => " + addressText(object))));
+    delete object;
+    EXPECT_EQ(logged().size(), 1U);  // listed with the main thread now
+}
+
+TEST_F(ObjectTest, staysAsItIsWhenMovedToItsOwnThread)
+{
+    Record record;
+    Recorder object(record);
+    post(&object, 7);
+
+    object.moveToThread(mainThread());
+    EXPECT_EQ(object.thread(), mainThread());
+    EXPECT_THAT(record.types(), IsEmpty());
+    EXPECT_TRUE(isUnlocked(&object));
+
+    // Nothing is given away, so any thread may ask for it.
+    onForeignThread([&] { object.moveToThread(mainThread()); });
+
+    pump();
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+}
+
+TEST_F(ObjectTest, endsTheProcessWhenAnotherThreadMovesIt)
+{
+    EXPECT_FATAL(
+        {
+            Worker worker;
+            Object object;
+            worker.run([&] { object.moveToThread(worker.thread()); });
+        },
+        "_thread->isCurrentThread()", source);
+}
+
+TEST_F(ObjectTest, endsTheProcessWhenAnUnregisteredThreadMovesIt)
+{
+    EXPECT_FATAL(
+        {
+            Thread target;
+            Object object;
+            onForeignThread([&] { object.moveToThread(&target); });
+        },
+        "_thread->isCurrentThread()", source);
+}
+
+TEST_F(ObjectTest, canBeAdoptedFromAnyThreadWhileItIsBoundToNone)
+{
+    Worker worker;
+    Record record;
+    Object* object = nullptr;
+    onForeignThread([&] {
+        object = new Recorder(record);
+        object->moveToThread(worker.thread());
+    });
+    post(object, 7);
+    worker.run([&] { delete object; });
+    EXPECT_THAT(record.threads(), ElementsAre(worker.thread()));
+
+    onForeignThread([&] { object = new Recorder(record); });
+    object->moveToThread(worker.thread());  // neither its creator nor its new thread
+    EXPECT_EQ(object->thread(), worker.thread());
+    worker.run([&] { delete object; });
+}
+
+TEST_F(ObjectTest, mayBeDeletedByAnEventThatIsDeliveredBeforeItMoves)
+{
+    Thread target;
+    Record record;
+    std::atomic<int> disposals{0};
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event*) { delete object; });
+    post(object, 7, disposals);
+    post(object, 8, disposals);
+
+    object->moveToThread(&target);
+
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_EQ(record.destructions(), 1);
+    EXPECT_EQ(disposals, 2);
+}
+
+TEST_F(ObjectTest, isDeletedBeforeItMovesWhenItsDeletionIsUnderWay)
+{
+    Thread target;
+    Record record;
+    auto* const object = new Recorder(record);
+    post(object, 7);
+    object->destroy();
+
+    object->moveToThread(&target);
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
+    EXPECT_EQ(record.destructions(), 1);
+}
+
+TEST_F(ObjectTest, goesWhereItsOwnHandlerMovesItWhileItIsMoved)
+{
+    Worker first;
+    Worker second;
+    Record record;
+    std::atomic<int> disposals{0};
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event* event) {
+        if (event->_type == 7)
+            object->moveToThread(second.thread());
+    });
+    post(object, 7, disposals);
+    post(object, 8, disposals);
+
+    object->moveToThread(first.thread());
+
+    // From the handler's move on, only the second worker may give the object away.
+    EXPECT_EQ(object->thread(), second.thread());
+    EXPECT_TRUE(isUnlocked(object));
+    second.run([&] { delete object; });
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
+    EXPECT_THAT(record.threads(), ElementsAre(mainThread(), second.thread()));
+    EXPECT_EQ(disposals, 2);
+}
+
+TEST_F(ObjectTest, canBeMovedByItsOwnEventHandler)
+{
+    Worker worker;
+    Record record;
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event* event) {
+        if (event->_type == 7)
+            object->moveToThread(worker.thread());
+    });
+    post(object, 7);
+    post(object, 8);
+
+    pump();
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
+    EXPECT_THAT(record.threads(), Each(mainThread()));  // 8 was waiting, so it came before the move
+    EXPECT_EQ(object->thread(), worker.thread());
+    worker.run([&] { delete object; });
+}
+
+}  // namespace
