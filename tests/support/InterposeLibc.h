@@ -18,7 +18,8 @@
       noexcept)                                                                                                        \
     X(int, usleep, (useconds_t microseconds), (microseconds), )                                                        \
     X(void*, mmap, (void* address, size_t length, int protection, int flags, int fd, off_t offset),                    \
-      (address, length, protection, flags, fd, offset), noexcept)
+      (address, length, protection, flags, fd, offset), noexcept)                                                      \
+    X(int, munmap, (void* address, size_t length), (address, length), noexcept)
 
 namespace interpose {
 KXPAL_INTERPOSE_LIBC(KXPAL_INTERPOSE_DECLARE)
