@@ -99,7 +99,7 @@ public:
     static void AddToThreadGarbageCollector(Thread* thread);
 
 private:
-    static std::atomic<Application*> _Instance;
+    MURN_LOCAL static std::atomic<Application*> _Instance;
 
     ApplicationGlib* _impl;  // owned
 };

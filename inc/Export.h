@@ -5,6 +5,9 @@
 /// Marks a class, function or variable that the shared library exports.
 #define MURN_API __attribute__((visibility("default")))
 
+/// Marks a member of an exported class that stays inside the shared object.
+#define MURN_LOCAL __attribute__((visibility("hidden")))
+
 /// Tells the compiler that argument `formatIndex` is a printf format for the arguments from `firstArgument` on
 /// (both counted from 1; 0 as `firstArgument` for a `va_list`), so that it checks them at each call.
 #define MURN_PRINTF(formatIndex, firstArgument) __attribute__((format(printf, formatIndex, firstArgument)))
