@@ -11,45 +11,49 @@
 
 #include "Interpose.h"
 
-#define KXPAL_INTERPOSE_GLIB(X)                                                                                 \
-    X(gint64, g_get_real_time, (), (), )                                                                        \
-    X(gint64, g_get_monotonic_time, (), (), )                                                                   \
-    X(void, g_logv, (const gchar* domain, GLogLevelFlags level, const gchar* format, va_list args),             \
-      (domain, level, format, args), )                                                                          \
-    X(guint, g_log_set_handler, (const gchar* domain, GLogLevelFlags levels, GLogFunc function, gpointer data), \
-      (domain, levels, function, data), )                                                                       \
-    X(void, g_log_remove_handler, (const gchar* domain, guint id), (domain, id), )                              \
-    X(GLogFunc, g_log_set_default_handler, (GLogFunc function, gpointer data), (function, data), )              \
-    X(gpointer, g_try_malloc_n, (gsize count, gsize size), (count, size), )                                     \
-    X(void, g_rec_mutex_lock, (GRecMutex * mutex), (mutex), )                                                   \
-    X(void, g_rec_mutex_unlock, (GRecMutex * mutex), (mutex), )                                                 \
-    X(gboolean, g_rec_mutex_trylock, (GRecMutex * mutex), (mutex), )                                            \
-    X(void, g_rec_mutex_clear, (GRecMutex * mutex), (mutex), )                                                  \
-    X(void, g_cond_wait, (GCond * cond, GMutex * mutex), (cond, mutex), )                                       \
-    X(void, g_cond_signal, (GCond * cond), (cond), )                                                            \
-    X(void, g_cond_broadcast, (GCond * cond), (cond), )                                                         \
-    X(void, g_async_queue_lock, (GAsyncQueue * queue), (queue), )                                               \
-    X(void, g_async_queue_unlock, (GAsyncQueue * queue), (queue), )                                             \
-    X(gpointer, g_try_malloc, (gsize size), (size), )                                                           \
-    X(void, g_main_context_wakeup, (GMainContext * context), (context), )                                       \
-    X(void, g_main_context_unref, (GMainContext * context), (context), )                                        \
-    X(void, g_main_loop_run, (GMainLoop * loop), (loop), )                                                      \
-    X(void, g_main_loop_quit, (GMainLoop * loop), (loop), )                                                     \
-    X(GThread*, g_thread_try_new, (const gchar* name, GThreadFunc function, gpointer data, GError** error),     \
-      (name, function, data, error), )                                                                          \
-    X(GIOError, g_io_channel_write, (GIOChannel * channel, const gchar* data, gsize count, gsize* written),     \
-      (channel, data, count, written), )                                                                        \
-    X(GIOStatus, g_io_channel_flush, (GIOChannel * channel, GError * *error), (channel, error), )               \
-    X(GIOStatus, g_io_channel_read_chars,                                                                       \
-      (GIOChannel * channel, gchar * buffer, gsize count, gsize * bytesRead, GError * *error),                  \
-      (channel, buffer, count, bytesRead, error), )                                                             \
-    X(GSource*, g_io_create_watch, (GIOChannel * channel, GIOCondition condition), (channel, condition), )      \
-    X(void, g_io_channel_unref, (GIOChannel * channel), (channel), )                                            \
-    X(guint, g_source_attach, (GSource * source, GMainContext * context), (source, context), )                  \
-    X(void, g_source_add_poll, (GSource * source, GPollFD * descriptor), (source, descriptor), )                \
-    X(void, g_source_destroy, (GSource * source), (source), )                                                   \
-    X(void, g_source_unref, (GSource * source), (source), )                                                     \
-    X(void, g_async_queue_unref, (GAsyncQueue * queue), (queue), )                                              \
+#define KXPAL_INTERPOSE_GLIB(X)                                                                                    \
+    X(gint64, g_get_real_time, (), (), )                                                                           \
+    X(gint64, g_get_monotonic_time, (), (), )                                                                      \
+    X(void, g_logv, (const gchar* domain, GLogLevelFlags level, const gchar* format, va_list args),                \
+      (domain, level, format, args), )                                                                             \
+    X(guint, g_log_set_handler, (const gchar* domain, GLogLevelFlags levels, GLogFunc function, gpointer data),    \
+      (domain, levels, function, data), )                                                                          \
+    X(void, g_log_remove_handler, (const gchar* domain, guint id), (domain, id), )                                 \
+    X(GLogFunc, g_log_set_default_handler, (GLogFunc function, gpointer data), (function, data), )                 \
+    X(gpointer, g_try_malloc_n, (gsize count, gsize size), (count, size), )                                        \
+    X(void, g_rec_mutex_lock, (GRecMutex * mutex), (mutex), )                                                      \
+    X(void, g_rec_mutex_unlock, (GRecMutex * mutex), (mutex), )                                                    \
+    X(gboolean, g_rec_mutex_trylock, (GRecMutex * mutex), (mutex), )                                               \
+    X(void, g_rec_mutex_clear, (GRecMutex * mutex), (mutex), )                                                     \
+    X(void, g_cond_wait, (GCond * cond, GMutex * mutex), (cond, mutex), )                                          \
+    X(void, g_cond_signal, (GCond * cond), (cond), )                                                               \
+    X(void, g_cond_broadcast, (GCond * cond), (cond), )                                                            \
+    X(void, g_async_queue_lock, (GAsyncQueue * queue), (queue), )                                                  \
+    X(void, g_async_queue_unlock, (GAsyncQueue * queue), (queue), )                                                \
+    X(gpointer, g_try_malloc, (gsize size), (size), )                                                              \
+    X(void, g_main_context_wakeup, (GMainContext * context), (context), )                                          \
+    X(void, g_main_context_unref, (GMainContext * context), (context), )                                           \
+    X(void, g_main_loop_run, (GMainLoop * loop), (loop), )                                                         \
+    X(void, g_main_loop_unref, (GMainLoop * loop), (loop), )                                                       \
+    X(void, g_main_loop_quit, (GMainLoop * loop), (loop), )                                                        \
+    X(GThread*, g_thread_try_new, (const gchar* name, GThreadFunc function, gpointer data, GError** error),        \
+      (name, function, data, error), )                                                                             \
+    X(GIOError, g_io_channel_write, (GIOChannel * channel, const gchar* data, gsize count, gsize* written),        \
+      (channel, data, count, written), )                                                                           \
+    X(GIOStatus, g_io_channel_flush, (GIOChannel * channel, GError * *error), (channel, error), )                  \
+    X(GIOStatus, g_io_channel_read_chars,                                                                          \
+      (GIOChannel * channel, gchar * buffer, gsize count, gsize * bytesRead, GError * *error),                     \
+      (channel, buffer, count, bytesRead, error), )                                                                \
+    X(GSource*, g_io_create_watch, (GIOChannel * channel, GIOCondition condition), (channel, condition), )         \
+    X(void, g_io_channel_unref, (GIOChannel * channel), (channel), )                                               \
+    X(GSource*, g_source_new, (GSourceFuncs * functions, guint size), (functions, size), )                         \
+    X(void, g_source_set_callback, (GSource * source, GSourceFunc function, gpointer data, GDestroyNotify notify), \
+      (source, function, data, notify), )                                                                          \
+    X(guint, g_source_attach, (GSource * source, GMainContext * context), (source, context), )                     \
+    X(void, g_source_add_poll, (GSource * source, GPollFD * descriptor), (source, descriptor), )                   \
+    X(void, g_source_destroy, (GSource * source), (source), )                                                      \
+    X(void, g_source_unref, (GSource * source), (source), )                                                        \
+    X(void, g_async_queue_unref, (GAsyncQueue * queue), (queue), )                                                 \
     X(gboolean, g_cond_wait_until, (GCond * cond, GMutex * mutex, gint64 end), (cond, mutex, end), )
 
 namespace interpose {
