@@ -1,5 +1,11 @@
 # How everything of ours is compiled: language level, warnings, sanitizers, and paths in diagnostics.
 
+# A compiler cache is used where there is one, unless the caller chose a launcher or this is part of his own build.
+find_program(KXPAL_CCACHE ccache)
+if(KXPAL_CCACHE AND PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${KXPAL_CCACHE}")
+endif()
+
 set(KXPAL_WARNINGS
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
   -Wcast-qual -Wformat=2 -Wnull-dereference -Wmissing-declarations)
