@@ -30,8 +30,11 @@
     X(void, g_cond_broadcast, (GCond * cond), (cond), )                                                            \
     X(void, g_async_queue_lock, (GAsyncQueue * queue), (queue), )                                                  \
     X(void, g_async_queue_unlock, (GAsyncQueue * queue), (queue), )                                                \
+    X(gpointer, g_async_queue_try_pop_unlocked, (GAsyncQueue * queue), (queue), )                                  \
+    X(void, g_async_queue_push_unlocked, (GAsyncQueue * queue, gpointer item), (queue, item), )                    \
     X(gpointer, g_try_malloc, (gsize size), (size), )                                                              \
     X(void, g_main_context_wakeup, (GMainContext * context), (context), )                                          \
+    X(GMainContext*, g_main_context_ref, (GMainContext * context), (context), )                                    \
     X(void, g_main_context_unref, (GMainContext * context), (context), )                                           \
     X(void, g_main_loop_run, (GMainLoop * loop), (loop), )                                                         \
     X(void, g_main_loop_unref, (GMainLoop * loop), (loop), )                                                       \
