@@ -257,7 +257,9 @@ TEST(Cond, deadlineIsTheMonotonicTimePlusMilliseconds)
     const Interposed clock(interpose::g_get_monotonic_time, [](auto*) { return gint64{5'000'000}; });
     Cond cond;
     const Locked locked(cond);
-    for (const auto& [timeoutMs, deadline] : deadlines) {
+    for (const auto& entry : deadlines) {
+        const int timeoutMs = entry.first;
+        const gint64 deadline = entry.second;
         int calls = 0;
         const Interposed wait(interpose::g_cond_wait_until, [&](auto*, GCond*, GMutex*, gint64 end) {
             EXPECT_EQ(deadline, end) << timeoutMs << " ms";

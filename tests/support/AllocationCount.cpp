@@ -5,13 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define KXPAL_SANITIZED_HEAP 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define KXPAL_SANITIZED_HEAP 1
-#endif
-#endif
+#include "Sanitizers.h"
 
 namespace {
 
@@ -24,7 +18,7 @@ unsigned long AllocationCount::ofThisThread()
     return allocationsOfThisThread;
 }
 
-#ifdef KXPAL_SANITIZED_HEAP
+#if KXPAL_TESTS_ADDRESS_SANITIZER || KXPAL_TESTS_THREAD_SANITIZER
 
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
                                                          void (*freed)(const volatile void*));
