@@ -135,7 +135,7 @@ void ThreadImpl::start()
         // The new thread waits for this lock before its body runs, so it always finds its handle in place.
         const MutexLocker locker(&_stateMutex);
         GThread* const handle = g_thread_try_new(nullptr, threadEntry, this, &error);
-        if (_joinable) {
+        if (handle != nullptr && _joinable) {
             _startedJoinable = true;
             _thread = handle;
         } else if (handle != nullptr) {
