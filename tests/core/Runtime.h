@@ -8,6 +8,7 @@
 #include <kxPAL/Event.h>
 #include <kxPAL/Object.h>
 #include <kxPAL/Thread.h>
+#include <kxPAL/Timer.h>
 
 #include <atomic>
 #include <cstddef>
@@ -168,6 +169,22 @@ public:
 private:
     Record& _record;
     Handler _handler;
+};
+
+/// A timer that does what the test asks for.
+class FunctionTimer : public Murn::Timer {
+public:
+    explicit FunctionTimer(std::function<void()> function) : _function(std::move(function)) {}
+
+    void timeout() override
+    {
+        // A copy, because the function may delete the timer.
+        const std::function<void()> function = _function;
+        function();
+    }
+
+private:
+    std::function<void()> _function;
 };
 
 /// A started, joinable thread in its event loop, and a way to run code on it.
