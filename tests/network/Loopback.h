@@ -68,6 +68,9 @@ inline std::string familyName(const ::testing::TestParamInfo<Murn::Socket::Famil
     return info.param == Murn::Socket::IPv4 ? "IPv4" : "IPv6";
 }
 
+/// Stands for a descriptor where no call reaches the platform.
+constexpr int fakeFd = 4711;
+
 /// A socket class with its fields open to the test.
 template <typename Base>
 class Open : public Base {
@@ -77,11 +80,11 @@ public:
     using Base::Base;
 };
 
-/// A socket with a family and a number in place of a descriptor, for tests that let no call reach the platform.
+/// A socket with a family and a number in place of a descriptor.
 template <typename Base>
 class Fabricated : public Open<Base> {
 public:
-    explicit Fabricated(Murn::Socket::Family family, int fd = 4711) : Open<Base>(fd) { this->_family = family; }
+    explicit Fabricated(Murn::Socket::Family family, int fd = fakeFd) : Open<Base>(fd) { this->_family = family; }
     ~Fabricated() override { this->_socket = -1; }
 };
 

@@ -84,7 +84,7 @@ TEST(Socket, holdsItsFamilyAndItsDescriptorAndNothingElse)
     static_assert(!std::is_copy_constructible<Socket>::value && !std::is_copy_assignable<Socket>::value,
                   "a descriptor has one owner");
     EXPECT_EQ(sizeof(Socket), 16U);
-    const FakeSocket socket(Socket::IPv6, 4711);
+    const FakeSocket socket(Socket::IPv6);
     const auto* const begin = reinterpret_cast<const char*>(static_cast<const Socket*>(&socket));
     EXPECT_EQ(reinterpret_cast<const char*>(&socket._family) - begin, 8);
     EXPECT_EQ(reinterpret_cast<const char*>(&socket._socket) - begin, 12);
@@ -105,13 +105,13 @@ TEST(Socket, opensADescriptorOfItsFamilyAndType)
     std::vector<std::vector<int>> asked;
     Interposed replaced(interpose::socket, [&](auto, int domain, int type, int protocol) {
         asked.push_back({domain, type, protocol});
-        return 4711;
+        return fakeFd;
     });
     OpenSocket stream(Socket::IPv4, Socket::Stream);
     OpenSocket datagram(Socket::IPv6, Socket::Datagram);
     EXPECT_THAT(asked, ElementsAre(std::vector<int>{2, 1, 0}, std::vector<int>{10, 2, 0}));
     EXPECT_EQ(stream._family, Socket::IPv4);
-    EXPECT_EQ(stream._socket, 4711);
+    EXPECT_EQ(stream._socket, fakeFd);
     EXPECT_EQ(datagram._family, Socket::IPv6);
     stream._socket = datagram._socket = -1;
 }
@@ -226,7 +226,7 @@ TEST(Socket, connectsToTheWholeAddressWithThePortWrittenIn)
 {
     std::vector<Bytes> asked;
     Interposed replaced(interpose::connect, [&](auto, int fd, const sockaddr* address, socklen_t length) {
-        EXPECT_EQ(fd, 4711);
+        EXPECT_EQ(fd, fakeFd);
         asked.push_back(bytesAt(address, length));
         return 0;
     });
@@ -241,7 +241,7 @@ TEST(Socket, bindsToTheWholeAddressWithThePortWrittenIn)
 {
     std::vector<Bytes> asked;
     Interposed replaced(interpose::bind, [&](auto, int fd, const sockaddr* address, socklen_t length) {
-        EXPECT_EQ(fd, 4711);
+        EXPECT_EQ(fd, fakeFd);
         asked.push_back(bytesAt(address, length));
         return 0;
     });
@@ -296,7 +296,7 @@ TEST(Socket, listensWithABacklogOf128)
 {
     int backlog = 0;
     Interposed replaced(interpose::listen, [&](auto, int fd, int asked) {
-        EXPECT_EQ(fd, 4711);
+        EXPECT_EQ(fd, fakeFd);
         backlog = asked;
         return 0;
     });
@@ -314,7 +314,7 @@ TEST(Socket, returnsAFailedListen)
 TEST(Socket, acceptsWithoutAskingForThePeersAddress)
 {
     Interposed replaced(interpose::accept, [](auto, int fd, sockaddr* address, socklen_t* length) {
-        EXPECT_EQ(fd, 4711);
+        EXPECT_EQ(fd, fakeFd);
         EXPECT_EQ(address, nullptr);
         EXPECT_EQ(length, nullptr);
         return 4712;
@@ -380,14 +380,14 @@ TEST(Socket, sendsAndReceivesWithoutFlags)
     char buffer[8];
     const char* const data = "12345";
     Interposed sending(interpose::send, [&](auto, int fd, const void* from, size_t length, int flags) -> ssize_t {
-        EXPECT_EQ(fd, 4711);
+        EXPECT_EQ(fd, fakeFd);
         EXPECT_EQ(from, data);
         EXPECT_EQ(length, 5U);
         EXPECT_EQ(flags, 0);
         return 3;
     });
     Interposed receiving(interpose::recv, [&](auto, int fd, void* to, size_t length, int flags) -> ssize_t {
-        EXPECT_EQ(fd, 4711);
+        EXPECT_EQ(fd, fakeFd);
         EXPECT_EQ(to, buffer);
         EXPECT_EQ(length, 8U);
         EXPECT_EQ(flags, 0);
@@ -436,7 +436,7 @@ TEST(Socket, sendsToTheWholeAddressWithThePortWrittenIn)
     Interposed replaced(interpose::sendto,
                         [&](auto, int fd, const void* from, size_t length, int flags, const sockaddr* address,
                             socklen_t addressLength) -> ssize_t {
-                            EXPECT_EQ(fd, 4711);
+                            EXPECT_EQ(fd, fakeFd);
                             EXPECT_EQ(from, data);
                             EXPECT_EQ(length, 5U);
                             EXPECT_EQ(flags, 0);
@@ -472,10 +472,11 @@ using ReceiveSlot = ssize_t(int, void*, size_t, int, sockaddr*, socklen_t*);
 interpose::Slot<ReceiveSlot>::Replacement receivesFrom(Bytes sender)
 {
     return [sender](auto*, int fd, void*, size_t, int flags, sockaddr* address, socklen_t* room) -> ssize_t {
-        EXPECT_EQ(fd, 4711);
+        EXPECT_EQ(fd, fakeFd);
         EXPECT_EQ(flags, 0);
         EXPECT_EQ(*room, 28U);
-        std::memcpy(address, sender.data(), std::min<std::size_t>(sender.size(), *room));
+        std::copy_n(sender.begin(), std::min<std::size_t>(sender.size(), *room),
+                    reinterpret_cast<unsigned char*>(address));
         *room = static_cast<socklen_t>(sender.size());
         return 6;
     };
@@ -501,7 +502,7 @@ TEST(Socket, receivesWithoutAskingForTheSender)
     Interposed replaced(
         interpose::recvfrom,
         [&](auto, int fd, void* to, size_t length, int flags, sockaddr* address, socklen_t* room) -> ssize_t {
-            EXPECT_EQ(fd, 4711);
+            EXPECT_EQ(fd, fakeFd);
             EXPECT_EQ(to, buffer);
             EXPECT_EQ(length, 8U);
             EXPECT_EQ(flags, 0);
@@ -611,7 +612,7 @@ TEST(Socket, asksForAddressesWithRoomForEitherFamily)
     const Bytes peers = withPort(someIPv4, 0x4321);
     const auto answers = [](const Bytes& name) {
         return [name](auto, int fd, sockaddr* address, socklen_t* length) {
-            EXPECT_EQ(fd, 4711);
+            EXPECT_EQ(fd, fakeFd);
             EXPECT_EQ(*length, 28U);
             std::memcpy(address, name.data(), name.size());
             *length = static_cast<socklen_t>(name.size());
