@@ -16,9 +16,6 @@
 #include "Object.h"
 #include "ThreadImpl.h"
 
-// The hook is for other ports; nothing of this one's needs a source of its own.
-void Thread_attachPlatformSources(GMainContext* /*context*/) {}
-
 namespace Murn {
 
 static_assert(sizeof(std::atomic<bool>) == sizeof(bool) && sizeof(std::atomic<GThread*>) == sizeof(GThread*));
