@@ -2,11 +2,11 @@
 #include <kxPAL/DeleteLaterEvent.h>
 #include <kxPAL/Mutex.h>
 
-#include <type_traits>
+#include <new>
 
 #include "FatalTest.h"
 #include "Runtime.h"
-#include "Wait.h"
+#include "VirtualTable.h"
 
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -67,9 +67,29 @@ TEST_F(ObjectTest, hasItsFieldsWhereHostsExpectThem)
 
 TEST_F(ObjectTest, hasItsVirtualOperationsInTheSlotsThatHostsExpect)
 {
-    EXPECT_TRUE(std::has_virtual_destructor_v<Object>);  // two slots
-    EXPECT_EQ(virtualSlot(&Object::event), 2U);
-    EXPECT_EQ(virtualSlot(&Object::destroy), 3U);
+    constexpr std::size_t destructorSlot = 0;
+    constexpr std::size_t deletingDestructorSlot = 1;
+    constexpr std::size_t eventSlot = 2;
+    constexpr std::size_t destroySlot = 3;
+    Record record;
+    Event event(7, nullptr);
+    auto* const object = new Recorder(record);
+
+    callAddress(addressInSlot(object, eventSlot), object, &event);
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    callAddress(addressInSlot(object, destroySlot), object);
+    EXPECT_EQ(mainThread()->countEventsForObject(object), 1U);
+    pump();
+    EXPECT_EQ(record.destructions(), 1);
+
+    auto* const deleted = new Recorder(record);
+    callAddress(addressInSlot(deleted, deletingDestructorSlot), deleted);
+    EXPECT_EQ(record.destructions(), 2);
+
+    alignas(Recorder) char memory[sizeof(Recorder)];
+    auto* const destroyed = new (memory) Recorder(record);
+    callAddress(addressInSlot(destroyed, destructorSlot), destroyed);
+    EXPECT_EQ(record.destructions(), 3);
 }
 
 // Life and affinity

@@ -12,7 +12,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <future>
@@ -52,16 +51,6 @@ Field fieldAt(const void* object, std::size_t offset)
     Field field;
     std::memcpy(&field, static_cast<const char*>(object) + offset, sizeof field);
     return field;
-}
-
-/// The number of a virtual operation's slot, counted from 0. The C++ ABI of this platform represents a pointer to a
-/// virtual member function as the slot's offset in bytes plus one.
-template <typename MemberFunction>
-std::size_t virtualSlot(MemberFunction function)
-{
-    std::uintptr_t representation = 0;
-    std::memcpy(&representation, &function, sizeof representation);
-    return (representation - 1) / sizeof(void*);
 }
 
 /// Runs the function on a system thread that the runtime does not know, and waits for its end.

@@ -1,11 +1,26 @@
 // Threads as hosts see them: start and join, the loop and its stop, delivery, the hand-over of orphans, and the end.
-#include <optional>
-#include <type_traits>
+#include <dlfcn.h>
 
+#include <optional>
 #include "FatalTest.h"
 #include "InterposeGlib.h"
 #include "Runtime.h"
+#include "VirtualTable.h"
 #include "Wait.h"
+
+namespace {
+
+std::function<void(GMainContext*)> platformHook;
+
+}  // namespace
+
+// Stands in front of the library's hook for platforms.
+__attribute__((visibility("default"))) void Thread_attachPlatformSources(GMainContext* context);
+void Thread_attachPlatformSources(GMainContext* context)
+{
+    if (platformHook != nullptr)
+        platformHook(context);
+}
 
 using ::testing::AllOf;
 using ::testing::Each;
@@ -66,14 +81,56 @@ std::string noLoopText(const Thread* thread)
 
 class ThreadTest : public RuntimeTest {};
 
-TEST_F(ThreadTest, hasItsBodyInTheSlotThatHostsExpect)
+TEST_F(ThreadTest, hasItsImplementationAndItsBodyWhereHostsExpectThem)
 {
-    EXPECT_TRUE(std::has_virtual_destructor_v<Thread>);  // two slots
-    EXPECT_EQ(virtualSlot(&Thread::run), 2U);
+    constexpr std::size_t deletingDestructorSlot = 1;
+    constexpr std::size_t bodySlot = 2;
+    int runs = 0;
+    auto* const thread = new BodyThread([&] { ++runs; });
 
-    Thread thread;
     EXPECT_EQ(sizeof(Thread), 16U);
-    EXPECT_NE(fieldAt<void*>(&thread, 8), nullptr);
+    EXPECT_NE(fieldAt<void*>(thread, 8), nullptr);
+    callAddress(addressInSlot(thread, bodySlot), thread);
+    EXPECT_EQ(runs, 1);
+    callAddress(addressInSlot(thread, deletingDestructorSlot), thread);
+}
+
+TEST_F(ThreadTest, callsThePlatformsHookOncePerThreadAndBehindItsEventSource)
+{
+    interpose::CallLog calls;
+    GMainContext* attachedTo = nullptr;
+    GMainContext* hookedTo = nullptr;
+    const Interposed attaching(interpose::g_source_attach, [&](auto real, GSource* eventSource, GMainContext* context) {
+        calls.note("event source");
+        attachedTo = context;
+        return real(eventSource, context);
+    });
+    platformHook = [&](GMainContext* context) {
+        calls.note("hook");
+        hookedTo = context;
+    };
+
+    const Thread thread;
+    platformHook = nullptr;
+
+    EXPECT_THAT(calls.calls(), ElementsAre("event source", "hook"));
+    EXPECT_NE(hookedTo, nullptr);
+    EXPECT_EQ(hookedTo, attachedTo);
+}
+
+TEST_F(ThreadTest, exportsAPlatformsHookThatAttachesNothing)
+{
+    using Hook = void(GMainContext*);
+    auto* const hook = reinterpret_cast<Hook*>(::dlsym(RTLD_NEXT, "_Z28Thread_attachPlatformSourcesP13_GMainContext"));
+    ASSERT_NE(hook, nullptr);
+    interpose::CallLog attached;
+    const Interposed attaching(interpose::g_source_attach, attached.noting("a source"));
+    GMainContext* const context = g_main_context_new();
+
+    hook(context);
+
+    EXPECT_THAT(attached.calls(), IsEmpty());
+    g_main_context_unref(context);
 }
 
 // Start and join
