@@ -3,6 +3,7 @@
 #include <kxPAL/IStreamReadHandler.h>
 
 #include "StreamTest.h"
+#include "VirtualTable.h"
 
 using ::testing::ElementsAre;
 

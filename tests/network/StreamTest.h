@@ -6,8 +6,11 @@
 #include <sys/socket.h>
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../core/Runtime.h"
@@ -66,26 +69,36 @@ inline void giveChannelOver(int fd, Murn::Stream* stream)
 /// A test with a stream of the main thread over one end of a socket pair.
 class StreamTest : public RuntimeTest {
 protected:
-    StreamTest() : _stream(std::make_unique<Murn::Stream>())
+    StreamTest()
     {
         int ends[2] = {-1, -1};
         if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
             throw std::runtime_error("no socket pair");
         _end = Descriptor(ends[0]);
         _peer = Peer(ends[1]);
-        _channel = g_io_channel_unix_new(_end.get());
-        Stream_setChannel(_stream.get(), _channel);
+        startOver();
     }
 
     void TearDown() override
     {
         _stream.reset();
-        g_io_channel_unref(_channel);
+        g_io_channel_unref(std::exchange(_channel, nullptr));
         RuntimeTest::TearDown();
     }
 
-    /// Arms a read into _buffer for _reader.
-    void arm() { _stream->asyncReadData(_buffer, sizeof _buffer, &_reader); }
+    /// Takes a new stream with a new channel over the same descriptor.
+    void startOver()
+    {
+        _stream = std::make_unique<Murn::Stream>();
+        if (_channel != nullptr)
+            g_io_channel_unref(_channel);
+        _channel = g_io_channel_unix_new(_end.get());
+        Stream_setChannel(_stream.get(), _channel);
+    }
+
+    /// Arms a read into _buffer for _reader, or for another one.
+    void arm() { armFor(_reader); }
+    void armFor(Reader& reader) { _stream->asyncReadData(_buffer, sizeof _buffer, &reader); }
 
     StreamFields fields() const { return StreamFields(_stream.get()); }
 
