@@ -1,0 +1,20 @@
+# The public headers, each as the only include of a source, without GLib's folders.
+. "$(dirname "$0")/support.sh"
+
+# alone COMPILER STANDARD
+alone() {
+  skip_under_sanitizers "headers are compiled and not run, as in every other build"
+  [ -x "$1" ] || skip "this compiler is not installed"
+  install_tree
+  local header count=0
+  for header in "$prefix"/include/kxPAL/*.h; do
+    header=kxPAL/$(basename "$header")
+    printf '#include <%s>\n' "$header" >"alone.cpp"
+    "$1" "-std=c++$2" -Wall -Wextra -Wpedantic -Werror -fsyntax-only "-I$prefix/include" alone.cpp ||
+      fail "$header as C++$2"
+    count=$((count + 1))
+  done
+  [ "$count" -gt 0 ] || fail "there are no headers"
+}
+
+run_case "$@"

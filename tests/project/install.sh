@@ -1,0 +1,67 @@
+# The installed tree, and hosts outside the project that are built against it.
+. "$(dirname "$0")/support.sh"
+tests=$(cd "$(dirname "$0")" && pwd)
+
+public_headers() {
+  (cd "$KXPAL_SOURCE/inc" && ls -- *.h | grep -vx Stream_glib.h)
+}
+
+files() {
+  install_tree
+  local expected actual
+  expected=$(
+    public_headers | sed 's|^|include/kxPAL/|'
+    echo lib/libkxPAL_impl.so
+    echo lib/pkgconfig/kxPAL.pc
+    printf 'lib/cmake/kxPAL/%s.cmake\n' kxPALConfig kxPALConfigVersion kxPALTargets kxPALTargets-CONFIG
+  )
+  actual=$(cd "$prefix" && find . ! -type d | sed -E 's|^\./||; s|kxPALTargets-[a-z]+|kxPALTargets-CONFIG|')
+  same "what is installed" "$(sort <<<"$expected")" "$(sort <<<"$actual")"
+
+  if grep -rIlF -e "$scratch" -e "$KXPAL_BUILD" -e "$KXPAL_SOURCE" "$prefix"; then
+    fail "these installed files name a folder of this machine"
+  fi
+  if grep -ihv '^#' "$prefix"/lib/cmake/kxPAL/* | grep -i glib; then
+    fail "the CMake package asks hosts for GLib"
+  fi
+}
+
+classes() {
+  install_tree
+  cd "$prefix/include/kxPAL"
+  local headers classes included
+  headers=$(ls -- *.h | grep -vxE 'Check\.h|Export\.h|Murn\.h')
+  classes=$(sed -nE 's/^class MURN_API ([A-Za-z]+)( .*)?$/\1.h/p' -- *.h | sort)
+  same "a header for each class, and no other" "$(sort <<<"$headers")" "$classes"
+  included=$(sed -nE 's/^#include "(.*)"$/\1/p' Murn.h)
+  same "Murn.h includes all others" "$(ls -- *.h | grep -vx Murn.h | sort)" "$(sort <<<"$included")"
+}
+
+# expect_greeting HOST - runs a host that was linked, without a path, against the library in the prefix.
+expect_greeting() {
+  local output
+  output=$(LD_LIBRARY_PATH=$prefix/lib "$1") || fail "the host ended with $?: $output"
+  same "the host's output" "Delivered on the main thread." "$output"
+}
+
+pkg_config() {
+  install_tree
+  export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+  local flags
+  flags=$(pkg-config --cflags --libs kxPAL)
+  contains "$flags" -lkxPAL_impl
+  # shellcheck disable=SC2086 # the flags are words
+  "$KXPAL_CXX" -std=c++11 -Wall -Wextra -Wpedantic -Werror "${host_flags[@]}" "$tests/host/main.cpp" -o host $flags
+  expect_greeting ./host
+}
+
+find_package() {
+  install_tree
+  cp -r "$tests/host" source
+  use_host_settings
+  "$KXPAL_CMAKE" -S source -B build -DCMAKE_PREFIX_PATH="$prefix"
+  "$KXPAL_CMAKE" --build build
+  expect_greeting build/host
+}
+
+run_case "$@"

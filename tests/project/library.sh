@@ -1,0 +1,26 @@
+# The library file itself.
+. "$(dirname "$0")/support.sh"
+
+soname() {
+  contains "$(readelf -d "$KXPAL_LIBRARY")" "Library soname: [libkxPAL_impl.so]"
+  same "the file's name" libkxPAL_impl.so "$(basename "$KXPAL_LIBRARY")"
+}
+
+symbols() {
+  skip_under_sanitizers "the sanitizers export symbols of their own"
+  "$KXPAL_SOURCE/scripts/update-symbols" --check "$KXPAL_LIBRARY"
+}
+
+# What the library prints of its sources reads the same on every machine. Debug information, which does name the
+# folders of the build, is not part of the comparison.
+paths() {
+  skip_under_sanitizers "the sanitizers keep source paths of their own"
+  "$KXPAL_CMAKE" --install "$KXPAL_BUILD" --prefix "$scratch/prefix" --strip >/dev/null
+  strings -n 8 prefix/lib/libkxPAL_impl.so >strings.txt
+  local place
+  place=$(grep -F "$KXPAL_SOURCE" strings.txt || true)
+  same "strings with the folder of the sources" "" "$place"
+  grep -qF ' File: src/core/Object.cpp line ' strings.txt || fail "no fatal check names src/core/Object.cpp"
+}
+
+run_case "$@"
