@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <cstring>
 #include <map>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -282,6 +284,45 @@ TEST(Cond, timedWaitReportsWhatGlibReports)
         // A limit in the past is handed on as well.
         EXPECT_EQ(signalled, cond.timedWait(-1));
     }
+}
+
+TEST(Cond, initialisesItsParts)
+{
+    // Memory as it may come from the heap; a condition or mutex left like that would be out of order.
+    std::vector<std::pair<const unsigned char*, std::size_t>> parts;
+    const auto used = [&parts](void* memory, std::size_t size) {
+        std::memset(memory, 0xff, size);
+        parts.emplace_back(static_cast<const unsigned char*>(memory), size);
+        return memory;
+    };
+    const Interposed malloc(interpose::g_try_malloc, [used](auto* real, gsize size) { return used(real(size), size); });
+    const Interposed mallocN(interpose::g_try_malloc_n, [used](auto* real, gsize count, gsize size) {
+        return used(real(count, size), count * size);
+    });
+    const Cond cond;
+    ASSERT_EQ(2U, parts.size());
+    for (const auto& [memory, size] : parts)
+        EXPECT_THAT(std::vector<unsigned char>(memory, memory + size), Not(Each(0xff)));
+}
+
+TEST(Cond, endsItsPartsAfterForgettingThem)
+{
+    alignas(Cond) unsigned char storage[sizeof(Cond)];
+    auto* const cond = new (storage) Cond;
+    interpose::CallLog log;
+    const auto notingFirst = [&](const char* name) {
+        return [&, name](auto* real, auto* part) {
+            void* impl = nullptr;
+            std::memcpy(&impl, storage, sizeof impl);
+            EXPECT_EQ(nullptr, impl);
+            log.note(name);
+            real(part);
+        };
+    };
+    const Interposed condition(interpose::g_cond_clear, notingFirst("condition"));
+    const Interposed mutex(interpose::g_mutex_clear, notingFirst("mutex"));
+    cond->~Cond();
+    EXPECT_THAT(log.calls(), ElementsAre("condition", "mutex"));
 }
 
 TEST(Cond, isOnePointerInSize)

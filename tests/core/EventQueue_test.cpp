@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
+#include <new>
 #include <thread>
 #include <type_traits>
 
@@ -323,6 +325,22 @@ TEST(EventQueue, canBeDestroyedEmptyOrDrained)
         std::_Exit(0);
     };
     EXPECT_EXIT(endQuietly(), ::testing::ExitedWithCode(0), "^destroyed\n$");
+}
+
+TEST(EventQueue, releasesItsQueueAfterForgettingIt)
+{
+    alignas(EventQueue) unsigned char storage[sizeof(EventQueue)];
+    auto* const queue = new (storage) EventQueue;
+    int releases = 0;
+    const Interposed release(interpose::g_async_queue_unref, [&](auto* real, GAsyncQueue* asyncQueue) {
+        void* impl = nullptr;
+        std::memcpy(&impl, storage + sizeof(void*), sizeof impl);
+        EXPECT_EQ(nullptr, impl);
+        ++releases;
+        real(asyncQueue);
+    });
+    queue->~EventQueue();
+    EXPECT_EQ(1, releases);
 }
 
 TEST(EventQueue, isOnePointerBehindAVirtualDestructor)

@@ -580,6 +580,15 @@ TEST_F(LoggerTest, allocatesNothingOnTheHeapOfItsOwn)
     EXPECT_EQ(1U, proof.allocations()) << "the count itself does not work";
 }
 
+TEST_F(LoggerTest, makesNoPagesForAnOrdinaryMessage)
+{
+    interpose::CallLog log;
+    const Interposed map(interpose::mmap, log.noting("mmap"));
+    const Interposed logv(interpose::g_logv, [](auto*, auto...) {});
+    logMade("Test", Logger::LevelInfo, formatOfLength(1024).c_str(), 12345);
+    EXPECT_THAT(log.calls(), IsEmpty());
+}
+
 TEST_F(LoggerTest, givesThePagesOfALongMessageBack)
 {
     std::map<void*, std::size_t> mapped;
