@@ -27,7 +27,7 @@ inline void require(bool holds, const char* what)
 {
     if (holds)
         return;
-    std::fprintf(stderr, "This benchmark measured nothing: %s does not hold.\n", what);
+    static_cast<void>(std::fprintf(stderr, "This benchmark measured nothing: %s does not hold.\n", what));
     std::_Exit(1);
 }
 

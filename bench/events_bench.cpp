@@ -418,6 +418,7 @@ template <int Others>
 void libraryObject(benchmark::State& state)
 {
     std::vector<std::unique_ptr<Murn::Object>> others;
+    others.reserve(Others);
     for (int other = 0; other < Others; ++other)
         others.emplace_back(new Murn::Object);
     bool all = true;
@@ -434,6 +435,7 @@ void floorObject(benchmark::State& state)
 {
     BareObjectList list;
     std::vector<GRecMutex*> others;
+    others.reserve(Others);
     for (int other = 0; other < Others; ++other)
         others.push_back(list.make());
     for (auto _ : state)

@@ -61,7 +61,7 @@ __attribute__((format(printf, 1, 2))) void stampAndLog(const char* format, ...)
 #pragma GCC diagnostic ignored "-Wformat-y2k"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     const std::size_t length = std::strftime(scratch, 80, "[%x %X]", std::localtime(&now));
-    std::strcpy(scratch + length, format);
+    std::memcpy(scratch + length, format, std::strlen(format) + 1);
     va_list values;
     va_start(values, format);
     g_logv("Bench", G_LOG_LEVEL_WARNING, scratch, values);
