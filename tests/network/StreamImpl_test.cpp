@@ -1,4 +1,5 @@
 // The watch callback of streams, condition by condition, and the reference count that handlers rely on.
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -440,6 +441,8 @@ struct Path {
     const char* name;
     unsigned condition;
     GIOStatus status;  // of the read, where there is one
+
+    friend std::ostream& operator<<(std::ostream& os, const Path& path) { return os << path.name; }
 };
 
 class StreamHandlerTest : public StreamImplTest, public ::testing::WithParamInterface<Path> {

@@ -1,6 +1,7 @@
 // The operations of a stream: its channel, its thread, writing, arming and reading.
 #include "StreamTest.h"
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,8 @@ TEST_F(StreamTest, startsWithoutChannelThreadAndRead)
 struct Operation {
     const char* name;
     void (*call)(Stream*);
+
+    friend std::ostream& operator<<(std::ostream& os, const Operation& operation) { return os << operation.name; }
 };
 
 class StreamWithoutImplTest : public StreamTest, public ::testing::WithParamInterface<Operation> {};
