@@ -504,9 +504,7 @@ TEST_F(ObjectTest, isListedWithItsNewThreadAloneOnceItHasMoved)
     EXPECT_THAT(logged(), IsEmpty());  // the old thread hands nothing over
 
     second.finish();
-    EXPECT_THAT(logged(), ElementsAre(IsLogged(
-                              "Thread", warningLevel,
-                              "Thread deleted with objects still attached to it! : (1) => " + addressText(object))));
+    EXPECT_THAT(logged(), ElementsAre(IsLogged("Thread", warningLevel, orphanText(1, object))));
     delete object;
     EXPECT_EQ(logged().size(), 1U);  // listed with the main thread now
 }

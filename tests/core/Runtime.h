@@ -53,10 +53,33 @@ Field fieldAt(const void* object, std::size_t offset)
     return field;
 }
 
+/// The warning about an object that outlives its thread's loop, one of so many.
+inline std::string orphanText(int count, const Murn::Object* object)
+{
+    return "Thread deleted with objects still attached to it! : (" + std::to_string(count) + ") => " +
+           addressText(object);
+}
+
+/// The warning about a stop that comes without a loop. It names the private half of the thread.
+inline std::string noLoopText(const Murn::Thread* thread)
+{
+    return "Can not stop Thread [" + addressText(fieldAt<void*>(thread, 8)) + "] which is not running an event loop !";
+}
+
 /// Runs the function on a system thread that the runtime does not know, and waits for its end.
 inline void onForeignThread(const std::function<void()>& function)
 {
     std::thread(function).join();
+}
+
+/// Runs the function on a system thread of its own that is registered as external for its time.
+inline void onExternalThread(const std::function<void()>& function)
+{
+    onForeignThread([&] {
+        Murn::Application::RegisterExternalThread();
+        function();
+        Murn::Application::UnregisterExternalThread();
+    });
 }
 
 /// Runs the function when the calling system thread ends, after everything that the runtime does on it.
@@ -175,6 +198,27 @@ public:
 private:
     std::function<void()> _function;
 };
+
+/// A thread whose body is the test's.
+class BodyThread : public Murn::Thread {
+public:
+    explicit BodyThread(std::function<void()> body, bool joinable = true) : _body(std::move(body))
+    {
+        setJoinable(joinable);
+    }
+
+    void run() override { _body(); }
+
+private:
+    std::function<void()> _body;
+};
+
+/// Runs the body of a joinable thread from its start to its end.
+inline void startAndJoin(Murn::Thread& thread)
+{
+    thread.start();
+    thread.join();
+}
 
 /// A started, joinable thread in its event loop, and a way to run code on it.
 class Worker {

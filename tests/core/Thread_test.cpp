@@ -37,48 +37,6 @@ namespace {
 
 constexpr const char* source = "src/core/Thread.cpp";
 
-/// A thread whose body is the test's.
-class BodyThread : public Thread {
-public:
-    explicit BodyThread(std::function<void()> body, bool joinable = true) : _body(std::move(body))
-    {
-        setJoinable(joinable);
-    }
-
-    void run() override { _body(); }
-
-private:
-    std::function<void()> _body;
-};
-
-void startAndJoin(Thread& thread)
-{
-    thread.start();
-    thread.join();
-}
-
-/// Runs the function on a system thread of its own that is registered as external for its time.
-void onExternalThread(const std::function<void()>& function)
-{
-    onForeignThread([&] {
-        Application::RegisterExternalThread();
-        function();
-        Application::UnregisterExternalThread();
-    });
-}
-
-std::string orphanText(int count, const Object* object)
-{
-    return "Thread deleted with objects still attached to it! : (" + std::to_string(count) + ") => " +
-           addressText(object);
-}
-
-/// The text of a stop that comes without a loop, which names the private half of the thread.
-std::string noLoopText(const Thread* thread)
-{
-    return "Can not stop Thread [" + addressText(fieldAt<void*>(thread, 8)) + "] which is not running an event loop !";
-}
-
 class ThreadTest : public RuntimeTest {};
 
 TEST_F(ThreadTest, hasItsImplementationAndItsBodyWhereHostsExpectThem)

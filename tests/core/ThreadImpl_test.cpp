@@ -1,0 +1,382 @@
+// What is behind a thread: its record, its event source, and the list of its objects.
+#include <algorithm>
+
+#include "InterposeGlib.h"
+#include "Runtime.h"
+#include "Wait.h"
+#include "core/ThreadImpl.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+using Murn::Event;
+using Murn::EventQueue;
+using Murn::Object;
+using Murn::Thread;
+using Murn::ThreadImpl;
+
+namespace {
+
+/// The record's fields in their order; what the tests read and, for states that nothing else brings about, write.
+struct Fields {
+    void* virtualTable;
+    EventQueue* events;
+    bool joinable;
+    bool startedJoinable;
+    bool running;
+    bool loopRunning;
+    GThread* thread;
+    GMainContext* context;
+    GMainLoop* loop;
+    Thread* owner;
+    Object** objects;
+    Object** objectsEnd;
+    Object** objectsCapacity;
+    void* objectsMutex;
+};
+
+Fields fieldsOf(const Thread& thread)
+{
+    return fieldAt<Fields>(ThreadImpl::Of(&thread), 0);
+}
+
+std::vector<Object*> objectsOf(const Thread& thread)
+{
+    const Fields fields = fieldsOf(thread);
+    return {fields.objects, fields.objectsEnd};
+}
+
+template <typename Value>
+void setField(const Thread& thread, std::size_t offset, Value value)
+{
+    std::memcpy(reinterpret_cast<char*>(ThreadImpl::Of(&thread)) + offset, &value, sizeof value);
+}
+
+class ThreadImplTest : public RuntimeTest {};
+
+// The record
+
+TEST_F(ThreadImplTest, startsWithItsQueueItsContextAndNothingElse)
+{
+    Thread thread;
+
+    const Fields fields = fieldsOf(thread);
+
+    EXPECT_EQ(fieldAt<ThreadImpl*>(&thread, 8), ThreadImpl::Of(&thread));
+    EXPECT_NE(fields.events, nullptr);
+    EXPECT_EQ(fields.events, ThreadImpl::Of(&thread)->events());
+    EXPECT_FALSE(fields.joinable);
+    EXPECT_FALSE(fields.startedJoinable);
+    EXPECT_FALSE(fields.running);
+    EXPECT_FALSE(fields.loopRunning);
+    EXPECT_EQ(fields.thread, nullptr);
+    EXPECT_NE(fields.context, nullptr);
+    EXPECT_EQ(fields.context, ThreadImpl::Of(&thread)->context());
+    EXPECT_EQ(fields.loop, nullptr);
+    EXPECT_EQ(fields.owner, &thread);
+    EXPECT_THAT(objectsOf(thread), IsEmpty());
+    EXPECT_NE(fields.objectsMutex, nullptr);
+}
+
+TEST_F(ThreadImplTest, hasAContextOfItsOwnThatIsNeverGlibsDefaultOne)
+{
+    const Thread thread;
+
+    EXPECT_NE(fieldsOf(thread).context, g_main_context_default());
+    EXPECT_NE(fieldsOf(*mainThread()).context, g_main_context_default());
+    EXPECT_NE(fieldsOf(thread).context, fieldsOf(*mainThread()).context);
+}
+
+TEST_F(ThreadImplTest, keepsTrackOfItsStart)
+{
+    Fields inBody{};
+    GThread* self = nullptr;
+    BodyThread thread([&] {
+        inBody = fieldsOf(thread);
+        self = g_thread_self();
+    });
+    EXPECT_TRUE(fieldsOf(thread).joinable);
+    EXPECT_FALSE(fieldsOf(thread).startedJoinable);
+
+    thread.start();
+    EXPECT_TRUE(fieldsOf(thread).startedJoinable);
+    thread.join();
+
+    EXPECT_TRUE(inBody.running);
+    EXPECT_FALSE(inBody.loopRunning);
+    EXPECT_EQ(inBody.loop, nullptr);
+    EXPECT_EQ(inBody.thread, self);
+    EXPECT_FALSE(fieldsOf(thread).running);
+    EXPECT_EQ(fieldsOf(thread).thread, nullptr);
+    EXPECT_TRUE(fieldsOf(thread).startedJoinable);  // never reset
+}
+
+TEST_F(ThreadImplTest, keepsTrackOfItsLoop)
+{
+    Record record;
+    Fields inLoop{};
+    Fields stopped{};
+    Fields afterLoop{};
+    GMainContext* loopsContext = nullptr;
+    BodyThread thread([&] {
+        Object* object = nullptr;
+        object = new Recorder(record, [&](Event*) {
+            inLoop = fieldsOf(thread);
+            loopsContext = g_main_loop_get_context(inLoop.loop);
+            thread.stop();
+            stopped = fieldsOf(thread);
+            delete object;
+        });
+        post(object, 7);
+        thread.exec();
+        afterLoop = fieldsOf(thread);
+    });
+
+    thread.start();
+    thread.join();
+
+    EXPECT_TRUE(inLoop.running);
+    EXPECT_TRUE(inLoop.loopRunning);
+    EXPECT_EQ(loopsContext, inLoop.context);
+    EXPECT_FALSE(stopped.loopRunning);
+    EXPECT_EQ(stopped.loop, inLoop.loop);
+    EXPECT_FALSE(afterLoop.running);  // though the body still runs
+    EXPECT_FALSE(afterLoop.loopRunning);
+    EXPECT_EQ(afterLoop.loop, nullptr);
+}
+
+TEST_F(ThreadImplTest, hasTheHandleOfTheSystemThreadThatRegisteredIt)
+{
+    EXPECT_EQ(fieldsOf(*mainThread()).thread, g_thread_self());
+
+    onForeignThread([] {
+        Murn::Application::RegisterExternalThread();
+        EXPECT_EQ(fieldsOf(*Thread::CurrentThread()).thread, g_thread_self());
+        Murn::Application::UnregisterExternalThread();
+    });
+}
+
+TEST_F(ThreadImplTest, asksTheRegistryForTheCurrentThread)
+{
+    EXPECT_EQ(ThreadImpl::CurrentThread(), mainThread());
+    onForeignThread([] { EXPECT_EQ(ThreadImpl::CurrentThread(), nullptr); });
+}
+
+// States that hosts do not reach
+
+TEST_F(ThreadImplTest, onlyWarnsWhenTheMainThreadIsJoined)
+{
+    constexpr std::size_t joinableOffset = 16;
+    setField(*mainThread(), joinableOffset, true);
+
+    mainThread()->join();
+
+    EXPECT_THAT(logged(),
+                ElementsAre(IsLogged("PAL", warningLevel, "Warning : trying to join the mainApplicationThread\n")));
+    EXPECT_EQ(fieldsOf(*mainThread()).thread, g_thread_self());
+    setField(*mainThread(), joinableOffset, false);
+}
+
+TEST_F(ThreadImplTest, onlyWarnsWhenWokenUpWithoutAContext)
+{
+    constexpr std::size_t contextOffset = 32;
+    Record record;
+    Recorder object(record);
+    GMainContext* const context = fieldsOf(*mainThread()).context;
+    interpose::CallLog wakeUps;
+    const Interposed noted(interpose::g_main_context_wakeup, wakeUps.noting("wake-up"));
+    setField(*mainThread(), contextOffset, static_cast<GMainContext*>(nullptr));
+
+    mainThread()->wakeUp();
+    EXPECT_THAT(logged(),
+                ElementsAre(IsLogged("Thread", warningLevel, "wakeup : no _THREADCONTEXT to exit from ...\n")));
+    post(&object, 7);
+    EXPECT_THAT(wakeUps.calls(), IsEmpty());
+    EXPECT_EQ(logged().size(), 1U);
+
+    setField(*mainThread(), contextOffset, context);
+    pump();
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+}
+
+// The event source
+
+/// Notes the source that a new thread attaches, and keeps it.
+class SourceNote {
+public:
+    SourceNote()
+        : _creating(interpose::g_source_new,
+                    [this](auto real, GSourceFuncs* functions, guint size) {
+                        _size = size;
+                        return real(functions, size);
+                    }),
+          _attaching(interpose::g_source_attach, [this](auto real, GSource* source, GMainContext* context) {
+              ++_attached;
+              _source = source;
+              _context = context;
+              return real(source, context);
+          })
+    {
+    }
+
+    int _attached = 0;
+    guint _size = 0;
+    GSource* _source = nullptr;
+    GMainContext* _context = nullptr;
+
+private:
+    Interposed<GSource*(GSourceFuncs*, guint)> _creating;
+    Interposed<guint(GSource*, GMainContext*)> _attaching;
+};
+
+TEST_F(ThreadImplTest, attachesOneSourceToItsContextAndLeavesItToIt)
+{
+    SourceNote note;
+
+    const Thread thread;
+
+    EXPECT_EQ(note._attached, 1);
+    EXPECT_EQ(note._context, fieldsOf(thread).context);
+    EXPECT_EQ(g_source_get_priority(note._source), G_PRIORITY_DEFAULT);
+    EXPECT_EQ(note._source->ref_count, 1U);  // the context's
+    EXPECT_EQ(note._size, sizeof(GSource) + sizeof(ThreadImpl*));
+    EXPECT_EQ(fieldAt<ThreadImpl*>(note._source, sizeof(GSource)), ThreadImpl::Of(&thread));
+    EXPECT_EQ(note._source->source_funcs->finalize, nullptr);
+    EXPECT_FALSE(g_source_get_can_recurse(note._source));
+}
+
+TEST_F(ThreadImplTest, hasASourceThatIsReadyWhileEventsWait)
+{
+    SourceNote note;
+    Thread thread;
+    const GSourceFuncs& functions = *note._source->source_funcs;
+    Record record;
+    auto* const object = new Recorder(record);
+    object->moveToThread(&thread);
+
+    gint timeoutMs = 5;
+    EXPECT_EQ(functions.prepare(note._source, &timeoutMs), FALSE);
+    EXPECT_EQ(timeoutMs, -1);
+    EXPECT_EQ(functions.check(note._source), FALSE);
+
+    post(object, 7);
+    timeoutMs = 5;
+    EXPECT_EQ(functions.prepare(note._source, &timeoutMs), TRUE);
+    EXPECT_EQ(timeoutMs, -1);
+    EXPECT_EQ(functions.check(note._source), TRUE);
+
+    post(object, 8);
+    object->destroy();
+    EXPECT_EQ(functions.dispatch(note._source, nullptr, nullptr), TRUE);  // stays attached
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U, 1U));
+    EXPECT_EQ(functions.check(note._source), FALSE);
+}
+
+/// What the main thread's poll is to do before it polls; gets the time-out.
+std::function<void(gint)> beforePoll;
+
+gint pollWithLimit(GPollFD* descriptors, guint count, gint timeoutMs)
+{
+    beforePoll(timeoutMs);
+    constexpr gint limitMs = 30'000;  // so that a test whose wake-up does not come fails, and does not hang
+    return g_poll(descriptors, count, timeoutMs == -1 ? limitMs : timeoutMs);
+}
+
+TEST_F(ThreadImplTest, wakesALoopThatWaitsWithoutLimit)
+{
+    Record record;
+    Recorder object(record);
+    std::vector<gint> timeouts;
+    beforePoll = [&](gint timeoutMs) {
+        timeouts.push_back(timeoutMs);
+        post(&object, 7);  // GLib is past its look at the sources by now
+    };
+    g_main_context_set_poll_func(fieldsOf(*mainThread()).context, pollWithLimit);
+
+    EXPECT_TRUE(mainThread()->processEvents(true));
+
+    EXPECT_THAT(timeouts, ElementsAre(-1));
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    g_main_context_set_poll_func(fieldsOf(*mainThread()).context, nullptr);
+}
+
+TEST_F(ThreadImplTest, endsAWaitThatHasNothingToDeliverWhenWokenUp)
+{
+    beforePoll = [](gint) { mainThread()->wakeUp(); };
+    g_main_context_set_poll_func(fieldsOf(*mainThread()).context, pollWithLimit);
+    const auto begin = std::chrono::steady_clock::now();
+
+    EXPECT_FALSE(mainThread()->processEvents(true));
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+    g_main_context_set_poll_func(fieldsOf(*mainThread()).context, nullptr);
+}
+
+// The list of objects
+
+TEST_F(ThreadImplTest, listsAnObjectAsOftenAsItIsRegistered)
+{
+    const Thread thread;
+    ThreadImpl* const impl = ThreadImpl::Of(&thread);
+    Object first;
+    Object second;
+
+    EXPECT_TRUE(impl->registerObject(&first));
+    EXPECT_TRUE(impl->registerObject(&second));
+    EXPECT_TRUE(impl->registerObject(&first));
+    EXPECT_THAT(objectsOf(thread), ElementsAre(&first, &second, &first));
+
+    EXPECT_TRUE(impl->unregisterObject(&first));  // the first entry
+    EXPECT_THAT(objectsOf(thread), ElementsAre(&second, &first));
+}
+
+TEST_F(ThreadImplTest, warnsWhenAnObjectIsRemovedThatIsNotListed)
+{
+    const Thread thread;
+    Object listed;
+    const Object other;
+    ThreadImpl::Of(&thread)->registerObject(&listed);
+
+    EXPECT_FALSE(ThreadImpl::Of(&thread)->unregisterObject(const_cast<Object*>(&other)));
+
+    EXPECT_THAT(logged(), ElementsAre(IsLogged("Thread", warningLevel,
+                                               "Error removing object from affinity thread, its not attached (?\?)")));
+    EXPECT_THAT(objectsOf(thread), ElementsAre(&listed));
+}
+
+TEST_F(ThreadImplTest, listsEachBoundObjectOnce)
+{
+    Thread thread;
+    const Object onMain;
+    auto* const moved = new Object;
+    EXPECT_THAT(objectsOf(*mainThread()), ElementsAre(&onMain, moved));
+
+    moved->moveToThread(&thread);
+    EXPECT_THAT(objectsOf(*mainThread()), ElementsAre(&onMain));
+    EXPECT_THAT(objectsOf(thread), ElementsAre(moved));
+
+    delete moved;
+    EXPECT_THAT(objectsOf(thread), IsEmpty());
+}
+
+TEST_F(ThreadImplTest, tellsWhetherThereWereOrphans)
+{
+    onForeignThread([] {
+        Murn::Application::RegisterExternalThread();
+        Thread* const thread = Thread::CurrentThread();
+        EXPECT_TRUE(ThreadImpl::Of(thread)->checkOrpheanObjects());
+
+        auto* const orphan = new Object;
+        EXPECT_FALSE(ThreadImpl::Of(thread)->checkOrpheanObjects());
+        EXPECT_EQ(orphan->thread(), mainThread());
+        EXPECT_THAT(objectsOf(*thread), IsEmpty());
+        EXPECT_TRUE(ThreadImpl::Of(thread)->checkOrpheanObjects());
+
+        Murn::Application::UnregisterExternalThread();
+        delete orphan;
+    });
+    EXPECT_THAT(logged(), SizeIs(1));
+}
+
+}  // namespace
