@@ -110,12 +110,10 @@ HostAddress::HostAddress(Type type, const void* bytes) : _type(Invalid), _addres
 
 HostAddress& HostAddress::operator=(const HostAddress& other)
 {
-    if (this != &other) {
-        // The way through the copy constructor leaves no byte of the address before.
-        const HostAddress copy(other);
-        _type = copy._type;
-        std::memcpy(&_address, &copy._address, sizeof _address);
-    }
+    // The way through the copy constructor leaves no byte of the address before, and suits self-assignment.
+    const HostAddress copy(other);
+    _type = copy._type;
+    std::memcpy(&_address, &copy._address, sizeof _address);
     return *this;
 }
 

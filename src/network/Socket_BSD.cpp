@@ -205,7 +205,8 @@ long Socket::recvfrom(void* buffer, std::size_t length, HostAddress* from, unsig
     socklen_t room = sizeof from->_address;
     auto* const sender = reinterpret_cast<sockaddr*>(&from->_address);
     const long received = ::recvfrom(_socket, buffer, length, 0, sender, &room);
-    if (received != -1 && room != 0 && room < sizeof from->_address)
+    // A failed call leaves the room as it was, and one without a sender's address makes it 0.
+    if (room != 0 && room < sizeof from->_address)
         std::memset(reinterpret_cast<char*>(sender) + room, 0, sizeof from->_address - room);
 
     // Set whatever came of the call, on purpose.

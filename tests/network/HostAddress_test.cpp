@@ -300,7 +300,7 @@ TEST(HostAddress, writesItsBytesAndTheirNumber)
     EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 4), (Bytes{192, 168, 1, 10}));
     EXPECT_THAT(Bytes(buffer.begin() + 4, buffer.end()), Each(0xee));
 
-    length = 16;
+    length = buffer.size();
     EXPECT_TRUE(HostAddress("::ffff:192.168.1.10").toBytes(buffer.data(), length));
     EXPECT_EQ(length, 16U);
     EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 16), mappedBytes);
@@ -308,6 +308,8 @@ TEST(HostAddress, writesItsBytesAndTheirNumber)
 
     length = 4;
     EXPECT_TRUE(HostAddress("1.2.3.4").toBytes(buffer.data(), length)) << "four bytes are room enough";
+    length = 16;
+    EXPECT_TRUE(HostAddress("::1").toBytes(buffer.data(), length)) << "sixteen bytes are room enough";
 }
 
 TEST(HostAddress, writesNoBytesWithoutRoomForAllOrWithoutAnAddress)
@@ -340,6 +342,13 @@ TEST(HostAddress, comparesNoIPv4AddressWithItsMappedTwin)
 {
     EXPECT_FALSE(HostAddress("192.168.1.10") == HostAddress("::ffff:192.168.1.10"));
     EXPECT_TRUE(HostAddress("192.168.1.10") != HostAddress("::ffff:192.168.1.10"));
+}
+
+TEST(HostAddress, comparesNoAddressesOfDifferentKindsEvenIfAllBytesAreZero)
+{
+    EXPECT_FALSE(HostAddress(HostAddress::AnyIPv4) == HostAddress(HostAddress::AnyIPv6));
+    EXPECT_FALSE(HostAddress(HostAddress::AnyIPv6) == HostAddress(HostAddress::AnyIPv4));
+    EXPECT_FALSE(HostAddress(HostAddress::AnyIPv4) == HostAddress());
 }
 
 TEST(HostAddress, neverComparesEqualWhenItIsNotValid)
@@ -392,8 +401,7 @@ public:
                        _name = name;
                        _hasService = service != nullptr;
                        _hints = *hints;
-                       if (result == 0)
-                           *list = link();
+                       *list = link();  // a resolver that fails may leave anything there
                        return result;
                    }),
           _free(interpose::freeaddrinfo, [this](auto, addrinfo* list) { _freed.push_back(list); })
@@ -476,6 +484,7 @@ TEST(HostAddress, takesTheResolversFirstAddressAndFreesTheList)
 TEST(HostAddress, isUnspecifiedWhenTheLookUpFails)
 {
     FakeResolver resolver(EAI_NONAME);
+    resolver.add(addressIPv4("10.1.2.3"));
     EXPECT_THAT(bytesOf(HostAddress::FromHostName("some.host", HostAddress::IPv4)), Each(0));
     EXPECT_TRUE(resolver.freedNothing());
 }

@@ -579,7 +579,8 @@ TEST(Socket, setsTheSendersKindEvenWhenNothingWasReceived)
     const std::vector<std::pair<Socket::Family, HostAddress::Type>> cases{
         {Socket::IPv4, HostAddress::IPv4}, {Socket::IPv6, HostAddress::IPv6}, {noFamily, HostAddress::IPv6}};
     for (const auto& [family, type] : cases) {
-        HostAddress from;
+        // An address of another kind leaves nothing behind.
+        HostAddress from = family == Socket::IPv4 ? scopedIPv6() : someIPv4;
         EXPECT_EQ(FakeSocket(family).recvfrom(buffer, 8, &from, nullptr), -1);
         EXPECT_EQ(from.type(), type);
         EXPECT_THAT(storageOf(from), Each(0));

@@ -240,6 +240,7 @@ TEST(TcpSocketTimedConnect, failsOnAClosedSocketWithoutWaiting)
 {
     interpose::CallLog log;
     Interposed waiting(interpose::select, log.noting("select"));
+    Interposed shutting(interpose::shutdown, log.noting("shutdown"));
     TcpSocket socket(-1);
     EXPECT_FALSE(socket.connect(someIPv4, 80, 10));
     EXPECT_THAT(log.calls(), IsEmpty());
