@@ -1,0 +1,50 @@
+// A program of ours as a child process.
+#ifndef KXPAL_TESTS_CHILD_PROCESS_H
+#define KXPAL_TESTS_CHILD_PROCESS_H
+
+#include <sys/resource.h>
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Runs a program and collects what it prints. The child ends with this object at the latest, or with the test.
+class ChildProcess {
+public:
+    using Arguments = std::vector<std::string>;
+
+    /// Starts the program with default signal actions, SIGPIPE's among them.
+    /// @param descriptors  the limit of open descriptors for the child; none for the test's own
+    ChildProcess(const std::string& program, const Arguments& arguments,
+                 std::optional<rlimit> descriptors = std::nullopt);
+    /// Kills the child if it still runs.
+    ~ChildProcess();
+
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    /// What the child has printed until now on standard output and on standard error.
+    std::string output() const;
+    std::string errors() const;
+
+    /// Waits, generously, until standard output holds what the expression matches.
+    /// @param expression  a regular expression in the form of POSIX
+    bool waitForOutput(const std::string& expression) const;
+
+    void signal(int number) const;
+    /// Stops the child where it is, until resume().
+    void pause() const;
+    void resume() const;
+    /// Waits for the child's end, generously.
+    /// @return the exit status, or the negated number of the signal that ended it; none when it does not end
+    std::optional<int> wait();
+
+private:
+    int _output;
+    int _errors;
+    pid_t _child;
+    std::optional<int> _status;
+};
+
+#endif
