@@ -22,7 +22,12 @@ int EchoServer::listenOn(const Murn::HostAddress& address, unsigned short port)
     const timeval shortest{0, 1};
     if (::setsockopt(_socket, SOL_SOCKET, SO_SNDTIMEO, &shortest, sizeof shortest) != 0)
         return errno;
-    return bind(address, port) && listen() ? 0 : errno;
+    if (!bind(address, port) || !listen())
+        return errno;
+
+    // The library asks for a queue of 128 connections. A crowd of clients fills it while this process waits for a
+    // processor, and whoever finds it full tries again only after a second. So it is made as long as the system allows.
+    return ::listen(_socket, SOMAXCONN) == 0 ? 0 : errno;
 }
 
 void EchoServer::acceptOn()

@@ -26,8 +26,9 @@ void StatisticsTimer::timeout()
     _lastTime = now;
     _lastBytes = totals.bytes;
 
-    std::printf(
-        "%" PRIu64 " connections open, %" PRIu64 " so far, %" PRIu64 " dropped; %" PRIu64 " bytes echoed, %.2f MB/s\n",
-        totals.connections - totals.ended, totals.connections, totals.dropped, totals.bytes, megabytesPerSecond);
+    std::printf("Connections: %" PRIu64 " open, %" PRIu64 " so far, %" PRIu64 " dropped; echoed %" PRIu64
+                " bytes, now %.2f MB/s.\n",
+                totals.connections - totals.ended, totals.connections, totals.dropped, totals.bytes,
+                megabytesPerSecond);
     _afterwards();
 }
