@@ -1,4 +1,5 @@
 // The condition variable with its own lock.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -328,6 +329,12 @@ TEST(Cond, endsItsPartsAfterForgettingThem)
 TEST(Cond, isOnePointerInSize)
 {
     EXPECT_EQ(sizeof(void*), sizeof(Cond));
+}
+
+TEST(Cond, isExportedWithoutItsImplementation)
+{
+    EXPECT_NE(nullptr, ::dlsym(RTLD_DEFAULT, "_ZN4Murn4CondC1Ev"));
+    EXPECT_EQ(nullptr, ::dlsym(RTLD_DEFAULT, "_ZN4Murn8GlibCondC1Ev"));
 }
 
 TEST(Cond, endsTheProcessWithoutACondition)
