@@ -51,7 +51,12 @@ public:
     /// What takes the place of the function: it gets the real one first, then the arguments.
     using Replacement = std::function<Result(Function* real, Arguments...)>;
 
-    constexpr Slot(const char* interceptor, const char* name) : _interceptor(interceptor), _name(name) {}
+    constexpr Slot(const char* interceptor, const char* name) : _interceptor(interceptor), _name(name), _replacement()
+    {
+    }
+    // Leaves the replacement as it is, which therefore sits in a union: calls still come while the process ends, also
+    // from within a test whose statement ends it.
+    ~Slot() {}
     Slot(const Slot&) = delete;
     Slot& operator=(const Slot&) = delete;
 
@@ -98,7 +103,9 @@ private:
     std::atomic<Function*> _real{nullptr};
     std::atomic<bool> _replaced{false};
     std::mutex _mutex;
-    std::shared_ptr<Replacement> _replacement;  // guarded by _mutex
+    union {
+        std::shared_ptr<Replacement> _replacement;  // guarded by _mutex
+    };
 };
 
 /// A replacement that fails with -1 and this error number, whatever the arguments.
