@@ -163,7 +163,7 @@ TEST_F(RuntimeStressTest, everyStopThatFindsALoopEndsIt)
     LostStops lostStops;
     BodyThread thread([&] { thread.exec(); });
 
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 1000; ++round) {
         thread.start();
         int before = 0;
         do {
@@ -241,6 +241,27 @@ TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderWhenTheReceiversThreadEnds
         ASSERT_EQ(arrivals.outOfOrder(), 0U);
         ASSERT_EQ(arrivals.onOtherThreads(), 0U);
         delete receiver;
+    }
+}
+
+TEST_F(RuntimeStressTest, anObjectMayBeDeletedOnItsNewThreadWhileTheOldOneLeavesTheMove)
+{
+    Worker first;
+    Worker second;
+    for (int round = 0; round < 500; ++round) {
+        Record record;
+        Object* object = nullptr;
+        first.run([&] { object = new Recorder(record); });
+        std::thread mover([&] { first.run([&] { object->moveToThread(second.thread()); }); });
+
+        while (object->thread() != second.thread())
+            std::this_thread::yield();
+        object->destroy();
+
+        mover.join();
+        second.run([] {});
+        ASSERT_EQ(record.destructions(), 1);
+        ASSERT_THAT(record.threads(), Each(second.thread()));
     }
 }
 
