@@ -18,6 +18,7 @@
 
 #include "FatalTest.h"
 #include "InterposeGlib.h"
+#include "ThreadGroup.h"
 #include "Wait.h"
 
 namespace {
@@ -44,25 +45,14 @@ private:
 // Threads that wait on a condition until they are let go.
 class Waiters {
 public:
-    Waiters(Cond& cond, int count) : _cond(cond)
+    Waiters(Cond& cond, int count) : _cond(cond), _threads(count, [this](int) { wait(); })
     {
-        for (int i = 0; i < count; ++i)
-            _threads.emplace_back([this] { wait(); });
         // The lock is free again only when the last of them is inside wait().
         EXPECT_TRUE(waitUntil([&] {
             const Locked locked(_cond);
             return _waiting == count;
         }));
     }
-
-    ~Waiters()
-    {
-        for (std::thread& thread : _threads)
-            thread.join();
-    }
-
-    Waiters(const Waiters&) = delete;
-    Waiters& operator=(const Waiters&) = delete;
 
     // The lock is held. Allows so many of them to go, once they wake up.
     void allow(int count) { _allowed += count; }
@@ -88,7 +78,7 @@ private:
     int _waiting = 0;  // these three are guarded by the condition's lock
     int _allowed = 0;
     int _gone = 0;
-    std::vector<std::thread> _threads;
+    ThreadGroup _threads;  // joined first
 };
 
 // Replaces what allocates the parts of a condition: allocations of these sizes fail.
@@ -167,20 +157,15 @@ TEST(Cond, lockLetsOneThreadInAtATime)
     constexpr int roundsEach = 5000;
     Cond cond;
     int count = 0;  // guarded by the condition's lock
-    std::vector<std::thread> counting;
-    for (int i = 0; i < threads; ++i) {
-        counting.emplace_back([&] {
-            for (int round = 0; round < roundsEach; ++round) {
-                const Locked locked(cond);
-                const int before = count;
-                if (round % 100 == 0)
-                    std::this_thread::yield();
-                count = before + 1;
-            }
-        });
-    }
-    for (std::thread& thread : counting)
-        thread.join();
+    ThreadGroup(threads, [&](int) {
+        for (int round = 0; round < roundsEach; ++round) {
+            const Locked locked(cond);
+            const int before = count;
+            if (round % 100 == 0)
+                std::this_thread::yield();
+            count = before + 1;
+        }
+    }).join();
     EXPECT_EQ(threads * roundsEach, count);
 }
 

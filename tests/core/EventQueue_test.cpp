@@ -11,6 +11,7 @@
 #include "FatalTest.h"
 #include "InterposeGlib.h"
 #include "QueueFixture.h"
+#include "ThreadGroup.h"
 
 namespace {
 
@@ -222,17 +223,14 @@ TEST(EventQueue, losesAndReordersNothingWhileScannedFromOtherThreads)
     NumberCollector other(producers);    // gets the odd ones
     std::atomic<int> running{producers};
 
-    std::vector<std::thread> threads;
-    for (int producer = 0; producer < producers; ++producer) {
-        threads.emplace_back([&, producer] {
-            for (int number = 0; number < eventsEach; ++number) {
-                queue.enqueueEvent(new NumberedEvent(producer, number, number % 2 == 0 ? scanned : other));
-                if (number % 50 == 0)
-                    std::this_thread::yield();
-            }
-            --running;
-        });
-    }
+    ThreadGroup producing(producers, [&](int producer) {
+        for (int number = 0; number < eventsEach; ++number) {
+            queue.enqueueEvent(new NumberedEvent(producer, number, number % 2 == 0 ? scanned : other));
+            if (number % 50 == 0)
+                std::this_thread::yield();
+        }
+        --running;
+    });
     std::thread counting([&] {
         while (running > 0) {
             EXPECT_LE(queue.countEventsForObject(&other), static_cast<unsigned int>(producers * eventsEach));
@@ -249,8 +247,7 @@ TEST(EventQueue, losesAndReordersNothingWhileScannedFromOtherThreads)
         }
         std::this_thread::yield();
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    producing.join();
     counting.join();
     queue.processEvents();
 
@@ -271,18 +268,14 @@ TEST(EventQueue, deliversWhileOtherThreadsPost)
     EventQueue queue;
     NumberCollector receiver(producers);
     std::atomic<int> running{producers};
-    std::vector<std::thread> threads;
-    for (int producer = 0; producer < producers; ++producer) {
-        threads.emplace_back([&, producer] {
-            for (int number = 0; number < eventsEach; ++number)
-                queue.enqueueEvent(new NumberedEvent(producer, number, receiver));
-            --running;
-        });
-    }
+    ThreadGroup producing(producers, [&](int producer) {
+        for (int number = 0; number < eventsEach; ++number)
+            queue.enqueueEvent(new NumberedEvent(producer, number, receiver));
+        --running;
+    });
     while (running > 0)
         queue.processEvents();
-    for (std::thread& thread : threads)
-        thread.join();
+    producing.join();
     queue.processEvents();
 
     for (const std::vector<int>& numbers : receiver.numbers()) {

@@ -10,9 +10,9 @@
 #include <future>
 #include <memory>
 #include <thread>
-#include <vector>
 
 #include "InterposeGlib.h"
+#include "ThreadGroup.h"
 #include "Wait.h"
 
 namespace {
@@ -117,21 +117,16 @@ TEST(Mutex, letsOneThreadInAtATime)
     constexpr int roundsEach = 5000;
     Mutex mutex;
     int count = 0;  // guarded by mutex
-    std::vector<std::thread> counting;
-    for (int i = 0; i < threads; ++i) {
-        counting.emplace_back([&] {
-            for (int round = 0; round < roundsEach; ++round) {
-                mutex.lock();
-                const int before = count;
-                if (round % 100 == 0)
-                    std::this_thread::yield();
-                count = before + 1;
-                mutex.unlock();
-            }
-        });
-    }
-    for (std::thread& thread : counting)
-        thread.join();
+    ThreadGroup(threads, [&](int) {
+        for (int round = 0; round < roundsEach; ++round) {
+            mutex.lock();
+            const int before = count;
+            if (round % 100 == 0)
+                std::this_thread::yield();
+            count = before + 1;
+            mutex.unlock();
+        }
+    }).join();
     EXPECT_EQ(threads * roundsEach, count);
 }
 
@@ -192,6 +187,6 @@ TEST(MutexLocker, isOnePointerToTheMutex)
     const MutexLocker locker(&mutex);
     ASSERT_EQ(sizeof(Mutex*), sizeof(MutexLocker));
     Mutex* guarded = nullptr;
-    std::memcpy(&guarded, static_cast<const void*>(&locker), sizeof guarded);
+    std::memcpy(&guarded, static_cast<const void*>(&locker), sizeof(MutexLocker));
     EXPECT_EQ(&mutex, guarded);
 }

@@ -34,6 +34,7 @@
 #include "InterposeLibc.h"
 #include "LogCapture.h"
 #include "Sanitizers.h"
+#include "ThreadGroup.h"
 #include "VirtualTable.h"
 
 namespace {
@@ -197,7 +198,7 @@ void onSmallStack(const std::function<void()>& function)
 {
     pthread_attr_t attributes;
     ASSERT_EQ(0, ::pthread_attr_init(&attributes));
-    ASSERT_EQ(0, ::pthread_attr_setstacksize(&attributes, 256 * 1024));
+    ASSERT_EQ(0, ::pthread_attr_setstacksize(&attributes, 262144));
     pthread_t thread = 0;
     const auto run = [](void* data) -> void* {
         (*static_cast<std::function<void()>*>(data))();
@@ -651,32 +652,28 @@ TEST_F(LoggerTest, threadsLogWhileTheMaskChanges)
     constexpr int messagesEach = 1000;
     const LogCapture capture("Test");
     std::atomic<int> running{threads};
-    std::vector<std::thread> logging;
-    for (int thread = 0; thread < threads; ++thread) {
-        logging.emplace_back([thread, &running] {
-            for (int message = 0; message < messagesEach; ++message)
-                Logger::Info("Test", "%d %d", thread, message);
-            --running;
-        });
-    }
+    ThreadGroup logging(threads, [&running](int thread) {
+        for (int message = 0; message < messagesEach; ++message)
+            Logger::Info("Test", "%d %d", thread, message);
+        --running;
+    });
     while (running > 0) {
         Logger::SetMinimumLogLevel(Logger::LevelWarning);
         Logger::SetMinimumLogLevel(Logger::LevelDebug);
         std::this_thread::yield();
     }
-    for (std::thread& thread : logging)
-        thread.join();
+    logging.join();
 
     // Whatever got through is whole and in its thread's order.
-    std::map<int, int> last;
+    std::map<int, int> next;
     for (const std::string& text : capture.texts()) {
-        int thread = -1;
-        int message = -1;
-        char rest = 0;
-        ASSERT_EQ(2, std::sscanf(text.c_str(), "%d %d%c", &thread, &message, &rest)) << text;
-        ASSERT_TRUE(thread >= 0 && thread < threads) << text;
-        ASSERT_TRUE(last.count(thread) == 0 || message > last[thread]) << text;
-        last[thread] = message;
+        std::size_t digits = 0;
+        const int thread = std::stoi(text, &digits);
+        const int message = std::stoi(text.substr(digits));
+        EXPECT_EQ(std::to_string(thread) + " " + std::to_string(message), text);
+        EXPECT_TRUE(thread >= 0 && thread < threads) << text;
+        EXPECT_GE(message, next[thread]) << text;
+        next[thread] = message + 1;
     }
 }
 
@@ -685,15 +682,10 @@ TEST_F(LoggerTest, everyMessageOfManyThreadsArrives)
     constexpr int threads = 4;
     constexpr int messagesEach = 500;
     InstalledHandler handler("Test", Logger::LevelInfo);
-    std::vector<std::thread> logging;
-    for (int thread = 0; thread < threads; ++thread) {
-        logging.emplace_back([thread] {
-            for (int message = 0; message < messagesEach; ++message)
-                Logger::Info("Test", "%d", thread * messagesEach + message);
-        });
-    }
-    for (std::thread& thread : logging)
-        thread.join();
+    ThreadGroup(threads, [](int thread) {
+        for (int message = 0; message < messagesEach; ++message)
+            Logger::Info("Test", "%d", thread * messagesEach + message);
+    }).join();
 
     std::vector<int> numbers;
     for (const std::string& text : handler->texts())
