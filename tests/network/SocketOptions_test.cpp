@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,16 @@ template <typename Row>
 std::string rowName(const ::testing::TestParamInfo<Row>& info)
 {
     return info.param.name;
+}
+
+void PrintTo(const Setter& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
+void PrintTo(const Getter& row, std::ostream* os)
+{
+    *os << row.name;
 }
 
 constexpr auto IPv4 = Socket::IPv4;
