@@ -271,8 +271,10 @@ TEST(EchoServer, acceptsAgainWhenDescriptorsAreFree)
     ASSERT_TRUE(TcpClient(server.port()).echoes("first"));
     ASSERT_TRUE(server.waitForOutput("Connections: 0 open, 1 so far, "));
 
+    constexpr int tooMany = 100;
     std::vector<TcpClient> clients;
-    for (int count = 0; count < 100; ++count)
+    clients.reserve(tooMany);
+    for (int count = 0; count < tooMany; ++count)
         clients.emplace_back(server.port());  // the system takes them all, the server has no room for all
     ASSERT_TRUE(server.waitForOutput("Connections: [3-5][0-9] open, "));
     const TcpClient last(server.port());
