@@ -10,11 +10,7 @@
 
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
-using Murn::Application;
-using Murn::Event;
-using Murn::Object;
 using Murn::Thread;
 using Murn::Timer;
 

@@ -469,7 +469,7 @@ namespace {
 using ReceiveSlot = ssize_t(int, void*, size_t, int, sockaddr*, socklen_t*);
 
 // The platform hands out this datagram's sender, as many bytes of it as there are and as there is room for.
-interpose::Slot<ReceiveSlot>::Replacement receivesFrom(Bytes sender)
+interpose::Slot<ReceiveSlot>::Replacement receivesFrom(const Bytes& sender)
 {
     return [sender](auto*, int fd, void*, size_t, int flags, sockaddr* address, socklen_t* room) -> ssize_t {
         EXPECT_EQ(fd, fakeFd);
