@@ -50,6 +50,9 @@ public:
     unsigned int countEventsForObject(Object* receiver);
 
 private:
+    friend class ThreadImpl;
+    MURN_LOCAL Event* takeEventForObject(Object* receiver);
+
     EventQueueImpl* _impl;  // owned
 };
 

@@ -1,6 +1,7 @@
 // The locks that hold an object to its queue, and the watches on objects while handlers run.
 #include "AffinityLock.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -12,7 +13,7 @@ namespace {
 
 struct Stripe {
     GMutex mutex;
-    LifeWatch* watches;
+    std::atomic<LifeWatch*> watches;  // changes under the mutex
 };
 
 // Zeroed memory is a free mutex, and nothing is destroyed at the end of the process, when threads may still run.
@@ -21,9 +22,9 @@ Stripe stripes[stripeCount];
 
 Stripe& stripeOf(const Object* object)
 {
-    // Objects are at least a cache line apart; multiplying spreads equal strides over the table.
-    const auto line = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object) >> 6);
-    return stripes[(line * 0x9E3779B97F4A7C15ULL) >> 58];
+    // Allocations are multiples of 16 bytes; multiplying spreads equal strides over the table.
+    const auto granule = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object) >> 4);
+    return stripes[(granule * 0x9E3779B97F4A7C15ULL) >> 58];
 }
 
 }  // namespace
@@ -41,7 +42,7 @@ AffinityLock::~AffinityLock()
 }
 
 LifeWatch::LifeWatch(const Object* object, Mutex* held)
-    : _object(object), _held(held), _thread(g_thread_self()), _gone(false), _next(nullptr)
+    : _object(object), _held(held), _thread(g_thread_self()), _left(false), _destroyed(false), _next(nullptr)
 {
     const AffinityLock lock(_object);
     Stripe& stripe = stripeOf(_object);
@@ -54,34 +55,52 @@ LifeWatch::~LifeWatch()
     Mutex* held = nullptr;
     {
         const AffinityLock lock(_object);
-        LifeWatch** link = &stripeOf(_object).watches;
-        while (*link != this)
-            link = &(*link)->_next;
-        *link = _next;
+        Stripe& stripe = stripeOf(_object);
+        LifeWatch* before = stripe.watches;
+        if (before == this) {
+            stripe.watches = _next;
+        } else {
+            while (before->_next != this)
+                before = before->_next;
+            before->_next = _next;
+        }
         held = _held;
     }
     if (held != nullptr)
         held->unlock();
 }
 
-bool LifeWatch::objectGone() const
+bool LifeWatch::objectLeft() const
 {
     const AffinityLock lock(_object);
-    return _gone;
+    return _left;
 }
 
 void LifeWatch::NoteDestroyed(const Object* object)
 {
+    // Most objects go while nobody watches any. A watch on this one was set before it could come to this thread.
+    if (stripeOf(object).watches.load(std::memory_order_relaxed) == nullptr)
+        return;
+
     const AffinityLock lock(object);
     for (LifeWatch* watch = stripeOf(object).watches; watch != nullptr; watch = watch->_next) {
-        if (watch->_object != object || watch->_gone)
+        if (watch->_object != object || watch->_destroyed)
             continue;
-        watch->_gone = true;
+        watch->_left = true;
+        watch->_destroyed = true;
         // Only the thread that locked may unlock; for a mover on another thread the mutex's destructor waits.
         if (watch->_held != nullptr && watch->_thread == g_thread_self()) {
             watch->_held->unlock();
             watch->_held = nullptr;
         }
+    }
+}
+
+void LifeWatch::NoteMoved(const Object* object, const AffinityLock& /*lock*/)
+{
+    for (LifeWatch* watch = stripeOf(object).watches; watch != nullptr; watch = watch->_next) {
+        if (watch->_object == object)
+            watch->_left = true;
     }
 }
 

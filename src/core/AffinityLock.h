@@ -13,8 +13,9 @@ class Object;
 /// thread until the event is queued there; whoever moves the object holds it from finding no event left until the
 /// thread has changed. So no event stays behind in the queue of a thread that the object has left.
 ///
-/// No handler and no logging runs under it, and nothing else is locked before it is let go but the queue's and the
-/// context's own locks, so it cannot take part in a deadlock. Objects share a fixed set of locks by address.
+/// No handler and no logging runs under it, and what is locked while it is held is locked nowhere the other way round:
+/// the queue's and the context's own locks, and the threads' object lists. So it cannot take part in a deadlock.
+/// Objects share a fixed set of locks by address.
 class AffinityLock {
 public:
     explicit AffinityLock(const Object* object);
@@ -27,8 +28,9 @@ private:
     GMutex* _mutex;
 };
 
-/// Tells, after handlers have run, whether the object that they ran for is still there. Lives on the stack of the
-/// thread that calls the handlers.
+/// Tells, after handlers have run, whether the object that they ran for is still there: it may have been deleted, or
+/// moved to another thread, which may be deleting it at this moment. Lives on the stack of the thread that calls the
+/// handlers.
 class LifeWatch {
 public:
     /// Watches an object.
@@ -41,17 +43,22 @@ public:
     LifeWatch(const LifeWatch&) = delete;
     LifeWatch& operator=(const LifeWatch&) = delete;
 
-    bool objectGone() const;
+    /// Whether the object was deleted or moved to another thread. Nothing of it may be touched then.
+    bool objectLeft() const;
 
     /// Called by an object's destructor, as the last thing before its mutex goes.
     static void NoteDestroyed(const Object* object);
+    /// Called by an object's move when the object is bound to its new thread.
+    /// @param lock  held for the object
+    static void NoteMoved(const Object* object, const AffinityLock& lock);
 
 private:
     const Object* _object;
     Mutex* _held;
     GThread* _thread;
-    bool _gone;
-    LifeWatch* _next;  // guarded by the object's AffinityLock, like _held and _gone
+    bool _left;
+    bool _destroyed;
+    LifeWatch* _next;  // guarded by the object's AffinityLock, like _held, _left and _destroyed
 };
 
 }  // namespace Murn

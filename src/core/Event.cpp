@@ -35,10 +35,7 @@ Event::~Event() = default;
 // The sanitizer's complaint about them would hide what they rely on.
 __attribute__((no_sanitize("undefined"))) void Event::destroy()
 {
-    Event* const event = possiblyNull(this);
-    if (event == nullptr)
-        return;
-    delete event;
+    delete possiblyNull(this);
 }
 
 DeleteLaterEvent::DeleteLaterEvent() : Event(deleteLaterType, nullptr) {}

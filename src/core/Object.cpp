@@ -19,34 +19,12 @@ void checkOwnThread(Thread* _thread)
     MURN_CHECK(_thread->isCurrentThread());
 }
 
-void registerWith(Thread* thread, Object* object)
-{
-    ThreadImpl::Of(thread)->registerObject(object);
-}
-
-void unregisterFrom(Thread* thread, Object* object)
-{
-    ThreadImpl::Of(thread)->unregisterObject(object);
-}
-
-// Delivers everything that waits for the object on its thread. Returns false when a handler deleted the object or
-// moved it by itself, so that there is nothing left to move.
-bool deliverPending(Object* object, Thread* home, const LifeWatch& watch)
-{
-    while (home->countEventsForObject(object) != 0) {
-        home->processEventsForObject(object);
-        if (watch.objectGone() || object->thread() != home)
-            return false;
-    }
-    return true;
-}
-
 }  // namespace
 
 Object::Object() : _valid(true), _refsCount(0), _thread(Application::CurrentThread())
 {
     if (Thread* const home = thread())
-        registerWith(home, this);
+        ThreadImpl::Of(home)->registerObject(this);
 }
 
 Object::~Object()
@@ -56,7 +34,7 @@ Object::~Object()
         // The derived parts are gone: these events reach the base handler, which drops them.
         while (home->countEventsForObject(this) != 0)
             home->processEventsForObject(this);
-        unregisterFrom(home, this);
+        ThreadImpl::Of(home)->unregisterObject(this);
     }
     LifeWatch::NoteDestroyed(this);
 }
@@ -129,25 +107,27 @@ void Object::moveToThread(Thread* target)
     if (home != nullptr)
         checkOwnThread(home);
 
-    for (;;) {
-        if (home != nullptr) {
-            if (!deliverPending(this, home, watch))
-                return;
-            unregisterFrom(home, this);
+    ThreadImpl* const from = home != nullptr ? ThreadImpl::Of(home) : nullptr;
+    bool wasListed = true;
+    for (bool bound = false; !bound;) {
+        if (from != nullptr) {
+            from->deliverEventsForObject(this, watch);
+            if (watch.objectLeft())
+                return;  // a handler deleted the object, or moved it by itself
         }
-        // Listed before it is bound: from then on the target may deliver to the object, and delete it.
-        registerWith(target, this);
-        {
-            const AffinityLock lock(this);
-            if (home == nullptr || home->countEventsForObject(this) == 0) {
-                _thread.store(target, std::memory_order_release);
-                return;
-            }
-        }
-        // Somebody posted in between: back home, where that event is delivered first.
-        unregisterFrom(target, this);
-        registerWith(home, this);
+        const AffinityLock lock(this);
+        if (from != nullptr && from->hasEventsForObject(this))
+            continue;  // somebody posted in between
+        if (from != nullptr)
+            wasListed = from->unlistObject(this);
+        ThreadImpl::Of(target)->registerObject(this);
+        // From here on the target may deliver to the object; to delete it, it has to wait for the mutex.
+        _thread.store(target, std::memory_order_release);
+        LifeWatch::NoteMoved(this, lock);
+        bound = true;
     }
+    if (!wasListed)
+        ThreadImpl::WarnNotListed();
 }
 
 }  // namespace Murn

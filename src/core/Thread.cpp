@@ -4,7 +4,7 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <memory>
+#include <vector>
 
 #include "AffinityLock.h"
 #include "Application.h"
@@ -52,6 +52,14 @@ gboolean dispatchEvents(GSource* source, GSourceFunc /*callback*/, gpointer /*da
 }
 
 GSourceFuncs threadEventFuncs = {prepareEvents, checkEvents, dispatchEvents, nullptr, nullptr, nullptr};
+
+void warnOfOrphans(const std::vector<Object*>& orphans)
+{
+    const auto count = static_cast<int>(orphans.size());
+    for (Object* const orphan : orphans)
+        Logger::Warning("Thread", "Thread deleted with objects still attached to it! : (%d) => %p", count,
+                        static_cast<void*>(orphan));
+}
 
 // The threads that are in their destructors. Zeroed memory is a free mutex.
 GMutex dyingMutex;
@@ -283,30 +291,30 @@ bool ThreadImpl::processEvents(bool mayBlock)
 
 void ThreadImpl::processEventsForObject(Object* receiver)
 {
-    if (countEventsForObject(receiver) == 0)
-        return;
+    if (!_dying)
+        deliverEventsForObject(receiver, LifeWatch(receiver));
+}
 
-    const LifeWatch watch(receiver);
-    Thread* const home = receiver->thread();
-    do {
-        const std::unique_ptr<std::vector<Event*>> events(_events->getEventsForObject(receiver));
-        for (Event* const event : *events) {
-            if (!watch.objectGone() && receiver->thread() != home) {
-                // A handler moved the receiver: what it has not seen yet follows it.
-                Application::PostEvent(receiver, event);
-                continue;
-            }
-            if (!watch.objectGone())
-                event->_receiver->event(event);
-            event->destroy();
-        }
-    } while (!watch.objectGone() && countEventsForObject(receiver) != 0);
+// One event at a time: a handler that moves the receiver has those behind delivered first, and so finds them here.
+void ThreadImpl::deliverEventsForObject(Object* receiver, const LifeWatch& watch)
+{
+    while (Event* const event = _events->takeEventForObject(receiver)) {
+        event->_receiver->event(event);
+        event->destroy();
+        if (watch.objectLeft())
+            return;
+    }
 }
 
 unsigned int ThreadImpl::countEventsForObject(Object* receiver)
 {
     // Once the thread is in its destructor, its loop alone delivers what is left.
     return _dying ? 0 : _events->countEventsForObject(receiver);
+}
+
+bool ThreadImpl::hasEventsForObject(Object* object)
+{
+    return _events->countEventsForObject(object) != 0;
 }
 
 bool ThreadImpl::registerObject(Object* object)
@@ -316,25 +324,33 @@ bool ThreadImpl::registerObject(Object* object)
     return true;
 }
 
+bool ThreadImpl::unlistObject(Object* object)
+{
+    const MutexLocker locker(&_objectsMutex);
+    const auto entry = std::find(_objects.begin(), _objects.end(), object);
+    if (entry == _objects.end())
+        return false;
+    _objects.erase(entry);
+    return true;
+}
+
 bool ThreadImpl::unregisterObject(Object* object)
 {
     if (_dying) {
         // The list goes with the thread. Events that still wait have nobody to go to any more.
-        const std::unique_ptr<std::vector<Event*>> events(_events->getEventsForObject(object));
-        for (Event* const event : *events)
+        while (Event* const event = _events->takeEventForObject(object))
             event->destroy();
         return true;
     }
-    {
-        const MutexLocker locker(&_objectsMutex);
-        const auto entry = std::find(_objects.begin(), _objects.end(), object);
-        if (entry != _objects.end()) {
-            _objects.erase(entry);
-            return true;
-        }
-    }
+    const bool wasListed = unlistObject(object);
+    if (!wasListed)
+        WarnNotListed();
+    return wasListed;
+}
+
+void ThreadImpl::WarnNotListed()
+{
     Logger::Warning("Thread", "Error removing object from affinity thread, its not attached (?\?)");
-    return false;
 }
 
 bool ThreadImpl::isListed(const Object* object)
@@ -358,17 +374,19 @@ bool ThreadImpl::checkOrpheanObjects()
         return true;
 
     Thread* const heir = Application::MainApplicationThread();
-    while (!orphans.empty()) {
-        const auto count = static_cast<int>(orphans.size());
-        for (Object* const orphan : orphans)
-            Logger::Warning("Thread", "Thread deleted with objects still attached to it! : (%d) => %p", count,
-                            static_cast<void*>(orphan));
-        if (heir == nullptr || heir == _owner) {
-            // The main thread has nobody to hand its objects to. They are unlisted all the same.
+    if (heir == nullptr || heir == _owner) {
+        // The main thread has nobody to hand its objects to. They are unlisted all the same, in one step with being
+        // looked up, because others may be moving objects here.
+        orphans.clear();
+        {
             const MutexLocker locker(&_objectsMutex);
-            _objects.clear();
-            break;
+            orphans.swap(_objects);
         }
+        warnOfOrphans(orphans);
+        return false;
+    }
+    while (!orphans.empty()) {
+        warnOfOrphans(orphans);
         for (Object* const orphan : orphans) {
             if (isListed(orphan))  // else a handler of one that moved before it deleted or moved it
                 orphan->moveToThread(heir);
@@ -383,10 +401,7 @@ Thread* ThreadImpl::CurrentThread()
     return Application::CurrentThread();
 }
 
-Thread::Thread() : _impl(nullptr)
-{
-    _impl = new ThreadImpl(this);
-}
+Thread::Thread() : _impl(new ThreadImpl(this)) {}
 
 Thread::~Thread()
 {

@@ -13,6 +13,7 @@ namespace Murn {
 
 class Event;
 class EventQueue;
+class LifeWatch;
 class Object;
 class Thread;
 
@@ -49,8 +50,20 @@ public:
 
     /// Any thread. Lists an object as bound to this thread. Returns true.
     bool registerObject(Object* object);
-    /// Any thread. Returns whether the object was listed; logs a warning if it was not.
+    /// Any thread. Returns whether the object was listed; logs a warning if it was not. In a thread's destructor, where
+    /// the list goes anyway, this is for an object that is deleted: its events go with it.
     bool unregisterObject(Object* object);
+    /// Any thread. Returns whether the object was listed, and leaves the warning to the caller.
+    bool unlistObject(Object* object);
+    static void WarnNotListed();
+
+    /// What processEventsForObject() does, also in a thread's destructor. Ends when a handler deletes the receiver or
+    /// moves it away.
+    /// @param watch  on the receiver
+    void deliverEventsForObject(Object* receiver, const LifeWatch& watch);
+    /// Any thread. Whether events wait for the object, also in a thread's destructor.
+    bool hasEventsForObject(Object* object);
+
     /// The thread itself only. Hands the objects that are still bound to it to the main application thread, with a
     /// warning each. Returns true when there were none.
     bool checkOrpheanObjects();
@@ -75,8 +88,8 @@ private:
     std::vector<Object*> listedObjects();
 
     EventQueue* _events;  // owned
-    bool _joinable;
-    bool _startedJoinable;
+    std::atomic<bool> _joinable;
+    std::atomic<bool> _startedJoinable;
     std::atomic<bool> _running;
     std::atomic<bool> _loopRunning;
     std::atomic<GThread*> _thread;
