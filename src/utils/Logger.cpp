@@ -53,20 +53,9 @@ void handToGlib(const char* domain, unsigned int level, const char* scratch, va_
 #pragma GCC diagnostic pop
 }
 
-void dispatchToHandler(const gchar* domain, GLogLevelFlags glibLevel, const gchar* message, gpointer handler)
+// Apart from the test of the mask, so that a suppressed message does not pay for its frame.
+[[gnu::noinline]] void produce(const char* domain, unsigned int level, const char* format, va_list args)
 {
-    // The shift drops GLib's two flag bits for recursion and fatality.
-    const auto level = static_cast<Logger::LogLevel>(static_cast<int>(glibLevel) >> 2);
-    static_cast<LogHandler*>(handler)->HandleLog(domain, level, message);
-}
-
-}  // namespace
-
-void Logger::Logv(const char* domain, unsigned int level, const char* format, va_list args)
-{
-    if ((level & __logLevelMask.load(std::memory_order_relaxed)) == 0)
-        return;
-
     const std::size_t formatLength = std::strlen(format);
     const std::size_t scratchSize = formatLength + stampRoom;
     if (scratchSize <= largestOnStack) {
@@ -85,6 +74,21 @@ void Logger::Logv(const char* domain, unsigned int level, const char* format, va
     writeStampedFormat(static_cast<char*>(pages), format, formatLength);
     handToGlib(domain, level, static_cast<char*>(pages), args);
     ::munmap(pages, scratchSize);
+}
+
+void dispatchToHandler(const gchar* domain, GLogLevelFlags glibLevel, const gchar* message, gpointer handler)
+{
+    // The shift drops GLib's two flag bits for recursion and fatality.
+    const auto level = static_cast<Logger::LogLevel>(static_cast<int>(glibLevel) >> 2);
+    static_cast<LogHandler*>(handler)->HandleLog(domain, level, message);
+}
+
+}  // namespace
+
+void Logger::Logv(const char* domain, unsigned int level, const char* format, va_list args)
+{
+    if ((level & __logLevelMask.load(std::memory_order_relaxed)) != 0)
+        produce(domain, level, format, args);
 }
 
 void Logger::Log(const char* domain, unsigned int level, const char* format, ...)
