@@ -16,7 +16,7 @@ class Object;
 class Thread;
 
 /// The runtime of a process; a host creates exactly one, on the thread that becomes the main application thread,
-/// and destroys it there after every other thread that uses the runtime has ended.
+/// and destroys it there, outside of any handler, after every other thread that uses the runtime has ended.
 ///
 ///     int main(int argc, char** argv)
 ///     {
@@ -41,8 +41,9 @@ public:
 
     /// The main application thread only. Runs its event loop until Quit(); see Thread::exec(). Objects that are
     /// bound to the main thread by then are each warned about and are unlisted: there is no thread to hand them to.
+    /// They work on as before, but the deletion of each logs another warning, that it is not listed.
     void exec();
-    /// Any thread. Ends exec(). The application must exist.
+    /// Any thread. Ends exec(). Before exec() it is forgotten, with a warning. The application must exist.
     static void Quit();
 
     /// Any thread. Without an application it ends the process through a fatal check.
@@ -58,33 +59,38 @@ public:
     /// @return whether the caller's thread is registered, in whatever way
     static bool isExternalThreadAlreadyRegistered();
 
-    /// A registered thread only; others get a warning and nothing else. Thread::processEvents() on it.
+    /// Any thread, for its own events: Thread::processEvents() on it. An unregistered one gets a warning and nothing
+    /// else.
     /// @param mayBlock  whether to wait until something is ready
     static void ProcessEvents(bool mayBlock);
 
-    /// Binds the calling system thread to `thread`; a started Thread does so by itself. Ends the process through a
-    /// fatal check without an application, or when the system thread is registered already.
-    /// @param thread  stays the caller's
+    /// Any thread that is not registered. Binds the calling system thread to `thread`; a started Thread does so by
+    /// itself. Ends the process through a fatal check without an application, or when the system thread is registered
+    /// already.
+    /// @param thread  stays the caller's; must be unregistered before the system thread ends
     static void RegisterThread(Thread* thread);
-    /// Undoes RegisterThread(). Ends the process through a fatal check without an application, or when the caller
-    /// does not run on `thread`.
+    /// A registered thread only. Undoes RegisterThread(). Ends the process through a fatal check without an
+    /// application, or when the caller does not run on `thread`.
     /// @param thread  the caller's own thread
     static void UnregisterThread(Thread* thread);
     /// A system thread that the runtime did not start. Makes a Thread for it, so that it may have objects, timers and
-    /// streams; it delivers their events by calling ProcessEvents() or CurrentThread()->exec(). Ends the process
-    /// through a fatal check when the thread is registered already.
+    /// streams; it delivers their events by calling ProcessEvents() or CurrentThread()->exec(). It must call
+    /// UnregisterExternalThread() before it ends: a later system thread may be given the same handle, and would count
+    /// as registered. Ends the process through a fatal check when the thread is registered already.
     static void RegisterExternalThread();
-    /// A thread that called RegisterExternalThread(). Hands its objects to the main application thread, unregisters
-    /// it and deletes its Thread. Ends the process through a fatal check on a thread that is not registered.
+    /// A thread that called RegisterExternalThread(), outside of its handlers. Hands its objects to the main
+    /// application thread, unregisters it and deletes its Thread; what events are left are delivered while
+    /// CurrentThread() is null already. Ends the process through a fatal check on a thread that is not registered.
     static void UnregisterExternalThread();
 
     /// Any thread. Asynchronous delivery: queues the event for the target's thread, which delivers and disposes of
     /// it. An object that is bound to no thread gets nothing: an error is logged and the event stays the caller's.
-    /// @param target  must live until the event is delivered or the target is deleted on its own thread
+    /// @param target  must live until the event is delivered, or be deleted on its own thread
     /// @param event   made with `new`
     static void PostEvent(Object* target, Event* event);
-    /// Synchronous delivery: calls the target's Object::event() at once. Ends the process through a fatal check on
-    /// another thread than the target's; an object that is bound to no thread takes it from any.
+    /// Owning thread of the target only. Synchronous delivery: calls the target's Object::event() at once. Ends the
+    /// process through a fatal check on another thread than the target's; an object that is bound to no thread takes it
+    /// from any.
     /// @param target  an object of the calling thread, or of none
     /// @param event   stays the caller's; its receiver is not set
     static void SendEvent(Object* target, Event& event);
@@ -94,7 +100,8 @@ public:
     static void DispatchEvent(Object* target, Event* event);
 
     /// Any thread. Hands over a thread that is no longer needed: it is stopped, joined and deleted, not at once but
-    /// by the next hand-over or by the application's end. A thread may hand over itself from within its own loop.
+    /// by the next hand-over or by the application's end. So the call waits for the threads that were handed over
+    /// before. A thread may hand over itself from within its own loop, as the last one that it hands over.
     /// @param thread  started as joinable and made with `new`; the application owns it from now on
     static void AddToThreadGarbageCollector(Thread* thread);
 

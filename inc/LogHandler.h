@@ -9,8 +9,10 @@
 
 namespace Murn {
 
-/// Receives log messages in the host's own way. Derive from it, then install the object with
-/// Logger::InstallHandler() or Logger::InstallDefaultHandler(). The host owns it and uninstalls it before it goes.
+/// Receives log messages in the host's own way. Derive from it (a final class, since the destructor is not virtual),
+/// then install the object with Logger::InstallHandler() or Logger::InstallDefaultHandler(). The host owns it and
+/// uninstalls it before it goes; a call on another thread may still be under way then, so the threads that log under
+/// its domain have to stop first.
 class MURN_API LogHandler {
 public:
     /// A handler that is not installed yet.
@@ -21,7 +23,9 @@ public:
     LogHandler(const LogHandler&) = delete;
     LogHandler& operator=(const LogHandler&) = delete;
 
-    /// Called on the thread that logs, under GLib's own locking; several threads may call at once.
+    /// Called on the thread that logs, under GLib's own locking; several threads may call at once. A handler that logs
+    /// in turn ends the process: GLib takes the second message for an endless recursion and aborts. So does a message
+    /// at a level that GLib was told to take for fatal, which only the default handler gets to see.
     /// @param domain   the domain of the message; null when it was logged without one
     /// @param level    the severity, without GLib's flag bits
     /// @param message  the stamped and formatted text, valid during the call

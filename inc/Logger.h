@@ -93,7 +93,8 @@ public:
     /// @param handler  stays the caller's; must live until it is uninstalled
     static void InstallHandler(LogHandler* handler);
 
-    /// Any thread. Ends what InstallHandler() began (`g_log_remove_handler`).
+    /// Any thread. Ends what InstallHandler() began (`g_log_remove_handler`). It does not wait for a message that
+    /// another thread is handing to the handler at this moment.
     /// @param handler  a handler that is installed
     static void UninstallHandler(LogHandler* handler);
 

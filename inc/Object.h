@@ -35,12 +35,14 @@ public:
 
     /// Called with each event for the object, on its thread. This base handler knows one type, 1, the request to
     /// delete: it deletes the object. It ignores all others. An override must hand type 1 on to it, or destroy()
-    /// stops working for that class. It may delete the object, move it, post, and pump the loop.
+    /// stops working for that class. It may delete the object, move it, post, and pump the loop. It must not throw. A
+    /// handler that posts to its own thread each time keeps that thread from everything else, its stop included.
     /// @param event  stays the runtime's, which disposes of it afterwards
     virtual void event(Event* event);
 
     /// Any thread. Deletes the object: on its own thread and after every event posted to it earlier, by posting a
     /// DeleteLaterEvent; at once if it is bound to no thread. Do not touch the object afterwards, and call it once.
+    /// Each deletion looks through all events that wait on the thread.
     virtual void destroy();
 
     /// Any thread. Adds a reference. An object starts with none, and counting is for those who call this. Ends the
@@ -65,9 +67,10 @@ public:
     Mutex* mutex();
 
     /// Owning thread only; any thread for an object that is bound to none. Binds the object to another thread. The
-    /// events that wait for it are delivered first, here and now, and the object's mutex is held meanwhile. Does
-    /// nothing if it is bound to `target` already. A call from another thread than the object's ends the process
-    /// through a fatal check.
+    /// events that wait for it are delivered first, here and now, and the object's mutex is held meanwhile; a destroy()
+    /// among them deletes the object before this returns, and a handler that moves the object makes its own move the
+    /// one that counts. Does nothing if it is bound to `target` already. A call from another thread than the object's
+    /// ends the process through a fatal check.
     /// @param target  not null
     void moveToThread(Thread* target);
 

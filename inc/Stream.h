@@ -46,8 +46,10 @@ public:
     /// @return 0, or -1 when there is no channel
     int close() override;
 
-    /// The stream's thread only. Drops the watch. An armed read stays armed without one, and so can neither complete
-    /// nor be armed again: before a move, end it with clearHandler(), or move within readDone().
+    /// The stream's thread only. Drops the watch. Until it is attached again, the stream must not be read: a read that
+    /// is armed meanwhile waits on GLib's default context, which no thread of this library runs. An armed read stays
+    /// armed without one, and so can neither complete nor be armed again: before a move, end it with clearHandler(), or
+    /// move within readDone().
     void detachFromCurrentThread() override;
 
     /// A stream that is not attached only; else a fatal check ends the process. An armed read is not continued: arm

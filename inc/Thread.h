@@ -18,9 +18,13 @@ class ThreadImpl;
 ///     Murn::Thread worker;
 ///     worker.setJoinable(true);
 ///     worker.start();
-///     ...
-///     worker.stop();   // once its loop runs
+///     ...              // post events to objects on it; one of their handlers
+///                      // ends the loop: Murn::Thread::CurrentThread()->stop();
 ///     worker.join();
+///
+/// stop() from another thread is forgotten while the loop has yet to begin, and a join() would wait for ever then.
+/// Nothing tells from outside that a loop has begun, but an event that a handler received does: stop from a handler, or
+/// after one has answered. Handlers must not throw: GLib's loop, which calls them, cannot be unwound.
 ///
 /// Objects belong on joinable threads: a thread that is not joinable does not know its own handle, so it is never
 /// isCurrentThread(), nothing can be sent to objects on it, and objects that are left when its loop ends end the
@@ -36,19 +40,22 @@ public:
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
-    /// The body of the started thread; runs exec(). A derived class overrides it to do something else.
+    /// The thread itself only. The body of the started thread; runs exec(). A derived class overrides it to do
+    /// something else.
     virtual void run();
 
-    /// One thread at a time, not locked. Starts the system thread, which registers with the application, calls
-    /// run() and unregisters. Starting a joinable thread that is started and not joined ends the process through a
-    /// fatal check. A system that refuses the thread is reported in the log, and the thread counts as not started.
+    /// One thread at a time, not locked. Starts the system thread, which registers with the application (there must be
+    /// one), calls run() and unregisters. Starting a joinable thread that is started and not joined ends the process
+    /// through a fatal check. A system that refuses the thread is reported in the log, and the thread counts as not
+    /// started.
     void start();
-    /// Any thread. Ends the loop that exec() runs. Without one it logs a warning and is forgotten.
+    /// Any thread. Ends the loop that exec() runs. Without one, also before it began, it logs a warning and is
+    /// forgotten.
     void stop();
     /// Any other thread. Waits until a started joinable thread has ended; it may be started anew then. A thread that
     /// is not started or not joinable ends the process through a fatal check.
     void join();
-    /// The thread itself only. Runs the event loop until stop(); then hands the objects that are still bound to the
+    /// Owning thread only. Runs the event loop until stop(); then hands the objects that are still bound to the
     /// thread to the main application thread, with a warning for each. Not to be nested.
     void exec();
     /// Any thread. Makes a loop that waits look at its sources again (`g_main_context_wakeup`).
@@ -73,12 +80,12 @@ public:
     /// receiver.
     /// @param event  with its receiver set; the queue owns it from now on
     void postEvent(Event* event);
-    /// The thread itself only. Runs one iteration of the loop (`g_main_context_iteration`): delivers what is ready.
+    /// Owning thread only. Runs one iteration of the loop (`g_main_context_iteration`): delivers what is ready.
     /// Within an event handler it serves timers, streams and servers, but further events wait for the handler's end.
     /// @param mayBlock  whether to wait until something is ready
     /// @return whether something was delivered
     bool processEvents(bool mayBlock);
-    /// Delivers one object's events now, on the calling thread, until none waits for it.
+    /// Owning thread only. Delivers one object's events now until none waits for it, or a handler moves or deletes it.
     /// @param receiver  an object that is bound to this thread
     void processEventsForObject(Object* receiver);
     /// Any thread. Counts one object's events; see EventQueue::countEventsForObject().

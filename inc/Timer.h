@@ -25,17 +25,20 @@ public:
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Called at each expiry, on the thread that the timer was started on. This default logs a message, "A timer
-    /// fired in the wind @ %p !", because somebody forgot to override it. It may stop, restart and delete the timer.
+    /// Called at each expiry, on the thread whose loop runs the timer. It must not throw. This default logs a message,
+    /// "A timer fired in the wind @ %p !", because somebody forgot to override it. It may stop, restart and delete the
+    /// timer.
     virtual void timeout();
 
     /// Starts the timer, anew from zero if it runs.
     /// @param intervalMs  milliseconds between two expiries
     /// @param thread      the thread whose loop runs the timer; null for the calling one, which must be registered
-    ///                    with the application then
+    ///                    with the application then. Another thread's loop must not be running yet: its first timeout()
+    ///                    might come before this returns, and a stop() in it would find the timer not started.
     void start(unsigned int intervalMs, Thread* thread);
     /// Stops the timer: timeout() is not called any more. Does nothing to a stopped timer. Allowed within timeout().
     void stop();
+    /// One thread at a time, not locked.
     /// @return whether the timer was started and not stopped
     bool isRunning() const;
 
