@@ -109,7 +109,7 @@ TEST(EchoServer, servesOthersWhileOneDoesNotReadAndLosesNothingOfIt)
     const std::size_t size = stuck.sendUntilStuck(data);
     ASSERT_GT(size, megabyte);
 
-    EXPECT_EQ(Crowd(10, server.port()).chat(1000, 50), 10U);
+    EXPECT_EQ(Crowd(10, server.port()).chat(1000, 20), 10U);
 
     // What is stuck comes back once it is read, and in order.
     stuck.shutDownSending();
