@@ -1,10 +1,11 @@
 // The application: its singleton and arguments, the registry of threads, the three ways to hand over an event, and the
 // collector of threads.
-#include <algorithm>
+#include <set>
 
 #include "FatalTest.h"
 #include "Interpose.h"
 #include "Runtime.h"
+#include "ThreadGroup.h"
 #include "VirtualTable.h"
 #include "Wait.h"
 
@@ -303,17 +304,15 @@ TEST_F(ApplicationTest, letsAnExternalThreadRunItsLoop)
 {
     Record record;
     std::promise<Object*> ready;
-    std::thread other([&] {
-        onExternalThread([&] {
-            Thread* const thread = Thread::CurrentThread();
-            Object* object = nullptr;
-            object = new Recorder(record, [&, thread](Event*) {
-                thread->stop();
-                delete object;
-            });
-            ready.set_value(object);
-            thread->exec();
+    std::thread other(onThisThreadAsExternal, [&] {
+        Thread* const thread = Thread::CurrentThread();
+        Object* object = nullptr;
+        object = new Recorder(record, [&, thread](Event*) {
+            thread->stop();
+            delete object;
         });
+        ready.set_value(object);
+        thread->exec();
     });
 
     post(ready.get_future().get(), 7);
@@ -345,30 +344,21 @@ TEST_F(ApplicationTest, mayBeJoinedByTheSameSystemThreadAgain)
 
 TEST_F(ApplicationTest, registersManyExternalThreadsAtOnce)
 {
-    constexpr std::size_t count = 64;
-    std::vector<std::thread> threads;
-    std::mutex mutex;
-    std::vector<Thread*> registered;  // guarded by mutex
-    std::atomic<std::size_t> ready{0};
-    for (std::size_t index = 0; index < count; ++index) {
-        threads.emplace_back([&] {
-            onExternalThread([&] {
-                {
-                    const std::lock_guard<std::mutex> lock(mutex);
-                    registered.push_back(Application::CurrentThread());
-                }
-                ++ready;
-                EXPECT_TRUE(waitUntil([&] { return ready == count; }));  // all at the same time
-                EXPECT_TRUE(Application::CurrentThread()->isCurrentThread());
-            });
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    constexpr int count = 64;
+    std::vector<Thread*> registered(count);
+    std::atomic<int> ready{0};
 
-    std::sort(registered.begin(), registered.end());
-    EXPECT_EQ(std::unique(registered.begin(), registered.end()) - registered.begin(),
-              static_cast<std::ptrdiff_t>(count));
+    ThreadGroup threads(count, [&](int number) {
+        onThisThreadAsExternal([&] {
+            registered[static_cast<std::size_t>(number)] = Application::CurrentThread();
+            ++ready;
+            EXPECT_TRUE(waitUntil([&] { return ready == count; }));  // all at the same time
+            EXPECT_TRUE(Application::CurrentThread()->isCurrentThread());
+        });
+    });
+    threads.join();
+
+    EXPECT_EQ(std::set<Thread*>(registered.begin(), registered.end()).size(), std::size_t{count});
 }
 
 TEST_F(ApplicationTest, processesTheCurrentThreadsEvents)
@@ -783,6 +773,27 @@ TEST_F(ApplicationTest, letsItsLastHandlersPostSendDispatchQuitAndDestroy)
     EXPECT_THAT(otherRecord.types(), ElementsAre(9U, 10U, 8U, 1U));
     EXPECT_EQ(disposals, 4);
     EXPECT_THAT(logged(), ElementsAre(IsLogged("PAL", warningLevel, noLoop)));
+}
+
+TEST_F(ApplicationTest, letsItsLastHandlersMoveObjectsWithAllTheirEvents)
+{
+    Thread other;
+    Record record;
+    std::atomic<int> disposals{0};
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event* event) {
+        if (event->_type == 7)
+            object->moveToThread(&other);
+    });
+    post(object, 7, disposals);
+    post(object, 8, disposals);
+
+    endApplication();
+
+    EXPECT_EQ(object->thread(), &other);
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
+    EXPECT_EQ(disposals, 2);
+    delete object;
 }
 
 TEST_F(ApplicationTest, leavesThreadsAloneThatItsLastHandlersHandOver)

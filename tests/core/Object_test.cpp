@@ -5,6 +5,7 @@
 #include <new>
 
 #include "FatalTest.h"
+#include "InterposeGlib.h"
 #include "Runtime.h"
 #include "VirtualTable.h"
 
@@ -618,10 +619,52 @@ TEST_F(ObjectTest, goesWhereItsOwnHandlerMovesItWhileItIsMoved)
     // From the handler's move on, only the second worker may give the object away.
     EXPECT_EQ(object->thread(), second.thread());
     EXPECT_TRUE(isUnlocked(object));
+    EXPECT_EQ(disposals, 2);
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
+    EXPECT_THAT(record.threads(), Each(mainThread()));  // the handler's move, too, had to deliver first
+    second.run([&] { delete object; });
+}
+
+TEST_F(ObjectTest, takesWhatItsHandlerPostsAfterItsOwnMoveOnTheNewThread)
+{
+    Thread first;
+    Worker second;
+    Record record;
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event* event) {
+        if (event->_type == 7) {
+            object->moveToThread(second.thread());
+            post(object, 8);
+        }
+    });
+    post(object, 7);
+
+    object->moveToThread(&first);
+
     second.run([&] { delete object; });
     EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
     EXPECT_THAT(record.threads(), ElementsAre(mainThread(), second.thread()));
-    EXPECT_EQ(disposals, 2);
+}
+
+TEST_F(ObjectTest, deliversBeforeItMovesWhatAnotherThreadPostsWhenNothingSeemedToWait)
+{
+    Thread target;
+    Record record;
+    Object* object = new Recorder(record);
+    bool posted = false;
+    const Interposed looking(interpose::g_async_queue_unlock, [&](auto real, GAsyncQueue* queue) {
+        real(queue);
+        if (!std::exchange(posted, true))
+            onForeignThread([&] { post(object, 7); });
+    });
+
+    object->moveToThread(&target);
+
+    ASSERT_TRUE(posted);
+    EXPECT_EQ(object->thread(), &target);
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_THAT(record.threads(), ElementsAre(mainThread()));
+    delete object;
 }
 
 TEST_F(ObjectTest, canBeMovedByItsOwnEventHandler)

@@ -72,14 +72,18 @@ inline void onForeignThread(const std::function<void()>& function)
     std::thread(function).join();
 }
 
-/// Runs the function on a system thread of its own that is registered as external for its time.
+/// Runs the function on this system thread, which is registered as external for the time.
+inline void onThisThreadAsExternal(const std::function<void()>& function)
+{
+    Murn::Application::RegisterExternalThread();
+    function();
+    Murn::Application::UnregisterExternalThread();
+}
+
+/// The same, on a system thread of its own.
 inline void onExternalThread(const std::function<void()>& function)
 {
-    onForeignThread([&] {
-        Murn::Application::RegisterExternalThread();
-        function();
-        Murn::Application::UnregisterExternalThread();
-    });
+    onForeignThread([&] { onThisThreadAsExternal(function); });
 }
 
 /// Runs the function when the calling system thread ends, after everything that the runtime does on it.

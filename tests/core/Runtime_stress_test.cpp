@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Runtime.h"
+#include "ThreadGroup.h"
 #include "Wait.h"
 
 using ::testing::Each;
@@ -50,22 +51,20 @@ private:
 
 class NumberedEvent : public Event {
 public:
-    NumberedEvent(unsigned int producer, unsigned int number) : Event(7, nullptr), _producer(producer), _number(number)
-    {
-    }
+    NumberedEvent(int producer, unsigned int number) : Event(7, nullptr), _producer(producer), _number(number) {}
 
-    const unsigned int _producer;
+    const int _producer;
     const unsigned int _number;
 };
 
 /// What several producers sent to one object. The events of each are numbered from 0.
 class Arrivals {
 public:
-    explicit Arrivals(std::size_t producers) : _next(producers) {}
+    explicit Arrivals(int producers) : _next(static_cast<std::size_t>(producers)) {}
 
     void take(const NumberedEvent& event, bool onOwnThread)
     {
-        if (event._number != _next[event._producer]++)
+        if (event._number != _next[static_cast<std::size_t>(event._producer)]++)
             ++_outOfOrder;
         if (!onOwnThread)
             ++_onOtherThreads;
@@ -103,10 +102,9 @@ private:
 /// and never so many ahead of the receiver that its queue grows without end.
 class Producers {
 public:
-    Producers(unsigned int count, Object* target, const Arrivals& arrivals)
+    Producers(int count, Object* target, const Arrivals& arrivals)
+        : _threads(count, [this, target, &arrivals](int producer) { produce(producer, target, arrivals); })
     {
-        for (unsigned int producer = 0; producer < count; ++producer)
-            _threads.emplace_back([this, producer, target, &arrivals] { produce(producer, target, arrivals); });
     }
 
     ~Producers() { finish(); }
@@ -114,19 +112,17 @@ public:
     Producers(const Producers&) = delete;
     Producers& operator=(const Producers&) = delete;
 
-    unsigned int posted() const { return _posted; }
-
     /// Comes back when the last event is posted.
     void finish()
     {
         _finished = true;
-        for (std::thread& thread : _threads)
-            thread.join();
-        _threads.clear();
+        _threads.join();
     }
 
+    unsigned int posted() const { return _posted; }
+
 private:
-    void produce(unsigned int producer, Object* target, const Arrivals& arrivals)
+    void produce(int producer, Object* target, const Arrivals& arrivals)
     {
         constexpr unsigned int mostOnTheirWay = 100;
         for (unsigned int number = 0; !_finished; ++number) {
@@ -139,7 +135,7 @@ private:
 
     std::atomic<bool> _finished{false};
     std::atomic<unsigned int> _posted{0};
-    std::vector<std::thread> _threads;
+    ThreadGroup _threads;  // last, since the threads use what is above
 };
 
 class RuntimeStressTest : public RuntimeTest {};
@@ -200,7 +196,7 @@ TEST_F(RuntimeStressTest, stopsMayComeAtAnyMomentOfTheLoopsLife)
 
 TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderAndOnTheThreadToWhichItsReceiverHasMoved)
 {
-    constexpr unsigned int producerCount = 3;
+    constexpr int producerCount = 3;
     Worker first;
     Worker second;
     Arrivals arrivals(producerCount);
@@ -224,7 +220,7 @@ TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderAndOnTheThreadToWhichItsRe
 TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderWhenTheReceiversThreadEnds)
 {
     const Silence silence;
-    constexpr unsigned int producerCount = 2;
+    constexpr int producerCount = 2;
     for (int round = 0; round < 200; ++round) {
         Arrivals arrivals(producerCount);
         Object* receiver = nullptr;
@@ -267,26 +263,22 @@ TEST_F(RuntimeStressTest, anObjectMayBeDeletedOnItsNewThreadWhileTheOldOneLeaves
 
 TEST_F(RuntimeStressTest, theLastOfManyReferencesDeletesTheObjectBehindAllItsEvents)
 {
-    constexpr unsigned int holders = 3;
+    constexpr int holders = 3;
     constexpr unsigned int eventsEach = 5;
     Worker worker;
     for (int round = 0; round < 300; ++round) {
         Record record;
         Object* object = nullptr;
         worker.run([&] { object = new Recorder(record); });
-        for (unsigned int holder = 0; holder < holders; ++holder)
+        for (int holder = 0; holder < holders; ++holder)
             object->ref();
 
-        std::vector<std::thread> threads;
-        for (unsigned int holder = 0; holder < holders; ++holder) {
-            threads.emplace_back([&] {
-                for (unsigned int number = 0; number < eventsEach; ++number)
-                    post(object, 7);
-                object->deref();
-            });
-        }
-        for (std::thread& thread : threads)
-            thread.join();
+        ThreadGroup threads(holders, [&](int) {
+            for (unsigned int number = 0; number < eventsEach; ++number)
+                post(object, 7);
+            object->deref();
+        });
+        threads.join();
         worker.run([] {});
 
         ASSERT_EQ(record.destructions(), 1);
@@ -298,8 +290,8 @@ TEST_F(RuntimeStressTest, theLastOfManyReferencesDeletesTheObjectBehindAllItsEve
 
 TEST_F(RuntimeStressTest, everyExternalThreadGetsItsAnswerOnItself)
 {
-    constexpr std::size_t threadCount = 64;
-    constexpr unsigned int rounds = 10;
+    constexpr int threadCount = 64;
+    constexpr int rounds = 10;
     struct Question : Event {
         explicit Question(Object* from) : Event(7, nullptr), _from(from) {}
         Object* _from;
@@ -307,32 +299,26 @@ TEST_F(RuntimeStressTest, everyExternalThreadGetsItsAnswerOnItself)
     Record answeredRecord;
     Recorder answering(answeredRecord, [](Event* event) { post(static_cast<Question*>(event)->_from, 8); });
 
-    std::atomic<std::size_t> ended{0};
-    std::vector<std::thread> threads;
-    for (std::size_t index = 0; index < threadCount; ++index) {
-        threads.emplace_back([&] {
-            for (unsigned int round = 0; round < rounds; ++round) {
-                Application::RegisterExternalThread();
-                {
-                    Record record;
-                    Recorder asking(record);
-                    Application::PostEvent(&answering, new Question(&asking));
-                    while (record.types().empty())
-                        Application::ProcessEvents(true);
-                    EXPECT_THAT(record.threads(), Each(Thread::CurrentThread()));
-                }
-                Application::UnregisterExternalThread();
-            }
-            ++ended;
-            mainThread()->wakeUp();
-        });
-    }
+    std::atomic<int> ended{0};
+    ThreadGroup threads(threadCount, [&](int) {
+        for (int round = 0; round < rounds; ++round) {
+            onThisThreadAsExternal([&] {
+                Record record;
+                Recorder asking(record);
+                Application::PostEvent(&answering, new Question(&asking));
+                while (record.types().empty())
+                    Application::ProcessEvents(true);
+                EXPECT_THAT(record.threads(), Each(Thread::CurrentThread()));
+            });
+        }
+        ++ended;
+        mainThread()->wakeUp();
+    });
     while (ended < threadCount)
         Application::ProcessEvents(true);
 
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(answeredRecord.types().size(), threadCount * rounds);
+    threads.join();
+    EXPECT_EQ(answeredRecord.types().size(), std::size_t{threadCount * rounds});
 }
 
 TEST_F(RuntimeStressTest, threadsThatHandOverThemselvesAtOnceAreAllCollected)

@@ -1,4 +1,4 @@
-// Threads as hosts see them: start and join, the loop and its stop, delivery, the hand-over of orphans, and the end.
+// Threads as hosts see them: start and join, the loop and its stop, and the delivery of events.
 #include <dlfcn.h>
 
 #include <optional>
@@ -22,7 +22,6 @@ void Thread_attachPlatformSources(GMainContext* context)
         platformHook(context);
 }
 
-using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -36,6 +35,13 @@ using Murn::Thread;
 namespace {
 
 constexpr const char* source = "src/core/Thread.cpp";
+
+/// For threads that are to be there when the process ends.
+void sleepForEver()
+{
+    for (;;)
+        std::this_thread::sleep_for(std::chrono::hours(1));
+}
 
 class ThreadTest : public RuntimeTest {};
 
@@ -234,7 +240,7 @@ TEST_F(ThreadTest, endsTheProcessWhenStartedTwice)
 {
     EXPECT_FATAL(
         {
-            BodyThread thread([] {});
+            BodyThread thread(sleepForEver);
             thread.start();
             thread.start();
         },
@@ -245,7 +251,7 @@ TEST_F(ThreadTest, endsTheProcessWhenMadeJoinableAfterTheStart)
 {
     EXPECT_FATAL(
         {
-            BodyThread thread([] {});
+            BodyThread thread(sleepForEver);
             thread.start();
             thread.setJoinable(false);
         },
@@ -304,10 +310,9 @@ TEST_F(ThreadTest, endsTheProcessWhenDeletedWithoutJoin)
     EXPECT_FATAL(
         {
             std::promise<void> inBody;
-            std::promise<void> never;
             auto* const thread = new BodyThread([&] {
                 inBody.set_value();
-                never.get_future().wait();
+                sleepForEver();
             });
             thread->start();
             inBody.get_future().wait();
@@ -405,7 +410,7 @@ TEST_F(ThreadTest, endsTheProcessWhenAThreadThatIsNotJoinableLeavesObjects)
                 thread.exec();
             });
             thread.start();
-            (void)waitUntil([] { return false; });
+            sleepForEver();
         },
         "_thread->isCurrentThread()", "src/core/Object.cpp");
 }
@@ -622,15 +627,11 @@ TEST_F(ThreadTest, waitsInABlockingIterationForAnEvent)
 {
     Record record;
     std::promise<Object*> ready;
-    std::thread other([&] {
-        Application::RegisterExternalThread();
-        {
-            Recorder object(record);
-            ready.set_value(&object);
-            while (record.types().empty())
-                Thread::CurrentThread()->processEvents(true);
-        }
-        Application::UnregisterExternalThread();
+    std::thread other(onThisThreadAsExternal, [&] {
+        Recorder object(record);
+        ready.set_value(&object);
+        while (record.types().empty())
+            Thread::CurrentThread()->processEvents(true);
     });
 
     post(ready.get_future().get(), 7);
@@ -643,11 +644,9 @@ TEST_F(ThreadTest, leavesABlockingIterationWhenWokenUp)
 {
     std::promise<Thread*> ready;
     bool delivered = true;
-    std::thread other([&] {
-        Application::RegisterExternalThread();
+    std::thread other(onThisThreadAsExternal, [&] {
         ready.set_value(Thread::CurrentThread());
         delivered = Thread::CurrentThread()->processEvents(true);
-        Application::UnregisterExternalThread();
     });
 
     ready.get_future().get()->wakeUp();
@@ -885,357 +884,6 @@ TEST_F(ThreadTest, endsItsLoopWhenStoppedWhileAHandlerPumps)
 
     EXPECT_THAT(record.types(), ElementsAre(7U));
     EXPECT_EQ(firings, 1);
-}
-
-// Objects that outlive the loop
-
-TEST_F(ThreadTest, handsItsObjectsToTheMainThreadWhenItsLoopEnds)
-{
-    Worker worker;
-    Record record;
-    std::vector<Object*> objects;
-    worker.run([&] {
-        for (int index = 0; index < 3; ++index)
-            objects.push_back(new Recorder(record));
-    });
-
-    worker.finish();
-
-    EXPECT_THAT(logged(), ElementsAre(IsLogged("Thread", warningLevel, orphanText(3, objects[0])),
-                                      IsLogged("Thread", warningLevel, orphanText(3, objects[1])),
-                                      IsLogged("Thread", warningLevel, orphanText(3, objects[2]))));
-    for (Object* const object : objects) {
-        EXPECT_EQ(object->thread(), mainThread());
-        post(object, 7);
-    }
-    pump();
-    EXPECT_THAT(record.threads(), ElementsAre(mainThread(), mainThread(), mainThread()));
-    for (const Object* const object : objects)
-        delete object;
-    EXPECT_EQ(logged().size(), 3U);  // the main thread lists them
-}
-
-TEST_F(ThreadTest, listsItsObjectsInTheOrderInWhichTheyCame)
-{
-    Worker worker;
-    Object* second = nullptr;
-    Object first;
-    Object third;
-    worker.run([&] { second = new Object; });
-    first.moveToThread(worker.thread());  // created first, came second
-    third.moveToThread(worker.thread());
-
-    worker.finish();
-
-    EXPECT_THAT(logged(), ElementsAre(IsLogged("Thread", warningLevel, orphanText(3, second)),
-                                      IsLogged("Thread", warningLevel, orphanText(3, &first)),
-                                      IsLogged("Thread", warningLevel, orphanText(3, &third))));
-    delete second;
-}
-
-TEST_F(ThreadTest, deliversWhatWaitsBeforeItHandsAnObjectOver)
-{
-    Record record;
-    std::atomic<int> disposals{0};
-    Thread* external = nullptr;
-    Thread* bound = nullptr;
-    Object* orphan = nullptr;
-    onExternalThread([&] {
-        external = Thread::CurrentThread();
-        orphan = new Recorder(record, [&](Event*) { bound = orphan->thread(); });
-        post(orphan, 7, disposals);
-        post(orphan, 8, disposals);
-    });
-
-    EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
-    EXPECT_THAT(record.threads(), Each(external));
-    EXPECT_EQ(bound, external);
-    EXPECT_EQ(disposals, 2);
-    EXPECT_EQ(orphan->thread(), mainThread());
-    EXPECT_THAT(logged(), SizeIs(1));
-    delete orphan;
-}
-
-TEST_F(ThreadTest, deletesAnOrphanWhoseDeletionIsUnderWay)
-{
-    Record record;
-    Record otherRecord;
-    std::atomic<int> disposals{0};
-    Object* doomed = nullptr;
-    Object* other = nullptr;
-    onExternalThread([&] {
-        doomed = new Recorder(record);
-        other = new Recorder(otherRecord);
-        post(doomed, 7, disposals);
-        doomed->destroy();
-        post(doomed, 8, disposals);
-        post(other, 9);
-    });
-
-    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
-    EXPECT_EQ(record.destructions(), 1);
-    EXPECT_EQ(disposals, 2);
-    EXPECT_THAT(otherRecord.types(), ElementsAre(9U));
-    EXPECT_THAT(logged(), ElementsAre(IsLogged("Thread", warningLevel, orphanText(2, doomed)),
-                                      IsLogged("Thread", warningLevel, orphanText(2, other))));
-    EXPECT_EQ(other->thread(), mainThread());
-    delete other;
-}
-
-TEST_F(ThreadTest, copesWithAnOrphanThatDeletesAnotherDuringTheHandOver)
-{
-    Record record;
-    Record otherRecord;
-    Object* orphan = nullptr;
-    Object* doomed = nullptr;
-    onExternalThread([&] {
-        orphan = new Recorder(record, [&](Event*) { delete doomed; });
-        doomed = new Recorder(otherRecord);
-        post(doomed, 8);
-        post(orphan, 7);
-    });
-
-    EXPECT_EQ(otherRecord.destructions(), 1);
-    EXPECT_THAT(otherRecord.types(), IsEmpty());
-    EXPECT_EQ(orphan->thread(), mainThread());
-    EXPECT_THAT(logged(), SizeIs(2));
-    delete orphan;
-}
-
-TEST_F(ThreadTest, copesWithAnOrphanThatDeletesItselfDuringTheHandOver)
-{
-    Record record;
-    Record otherRecord;
-    Object* doomed = nullptr;
-    Object* other = nullptr;
-    onExternalThread([&] {
-        doomed = new Recorder(record, [&](Event*) { delete doomed; });
-        other = new Recorder(otherRecord);
-        post(doomed, 7);
-        post(doomed, 8);
-    });
-
-    EXPECT_THAT(record.types(), ElementsAre(7U));
-    EXPECT_EQ(record.destructions(), 1);
-    EXPECT_EQ(other->thread(), mainThread());
-    EXPECT_THAT(logged(), SizeIs(2));
-    delete other;
-}
-
-TEST_F(ThreadTest, handsOverWhatAnOrphanCreatesDuringTheHandOver)
-{
-    Record record;
-    Object* orphan = nullptr;
-    Object* late = nullptr;
-    onExternalThread([&] {
-        orphan = new Recorder(record, [&](Event*) { late = new Object; });
-        post(orphan, 7);
-    });
-
-    ASSERT_NE(late, nullptr);
-    EXPECT_EQ(late->thread(), mainThread());
-    EXPECT_THAT(logged(), ElementsAre(IsLogged("Thread", warningLevel, orphanText(1, orphan)),
-                                      IsLogged("Thread", warningLevel, orphanText(1, late))));
-    delete late;
-    delete orphan;
-    EXPECT_EQ(logged().size(), 2U);
-}
-
-TEST_F(ThreadTest, respectsTheMovesThatOrphansMakeDuringTheHandOver)
-{
-    Worker worker;
-    Record record;
-    Object* mover = nullptr;
-    Object* moved = nullptr;
-    onExternalThread([&] {
-        mover = new Recorder(record, [&](Event*) {
-            moved->moveToThread(worker.thread());
-            mover->moveToThread(worker.thread());
-        });
-        moved = new Object;
-        post(mover, 7);
-    });
-
-    EXPECT_EQ(moved->thread(), worker.thread());
-    EXPECT_EQ(mover->thread(), worker.thread());
-    EXPECT_THAT(logged(), SizeIs(2));
-    worker.run([&] {
-        delete moved;
-        delete mover;
-    });
-    EXPECT_EQ(logged().size(), 2U);
-}
-
-TEST_F(ThreadTest, deliversWhatOrphansPostToEachOtherDuringTheHandOver)
-{
-    Record record;
-    Record otherRecord;
-    Thread* external = nullptr;
-    Object* first = nullptr;
-    Object* second = nullptr;
-    onExternalThread([&] {
-        external = Thread::CurrentThread();
-        first = new Recorder(record, [&](Event* event) {
-            if (event->_type == 7)
-                post(second, 8);
-        });
-        second = new Recorder(otherRecord, [&](Event*) { post(first, 9); });
-        post(first, 7);
-    });
-
-    EXPECT_THAT(record.types(), ElementsAre(7U));
-    EXPECT_THAT(otherRecord.types(), ElementsAre(8U));
-    EXPECT_THAT(otherRecord.threads(), ElementsAre(external));
-
-    pump();  // the first one was the main thread's when the last event was posted
-    EXPECT_THAT(record.types(), ElementsAre(7U, 9U));
-    EXPECT_THAT(logged(), SizeIs(2));
-    delete first;
-    delete second;
-}
-
-// The end
-
-TEST_F(ThreadTest, deliversWhatStillWaitsWhenItIsDeleted)
-{
-    auto thread = std::make_unique<Thread>();
-    Record record;
-    Record otherRecord;
-    std::atomic<int> disposals{0};
-    auto* const object = new Recorder(record);
-    auto* const other = new Recorder(otherRecord);
-    object->moveToThread(thread.get());
-    other->moveToThread(thread.get());
-    post(object, 7, disposals);
-    object->destroy();
-    post(other, 9, disposals);
-    post(object, 8, disposals);  // behind the deletion: nobody is left to hear of it
-    other->destroy();
-    post(other, 10, disposals);
-
-    thread.reset();
-
-    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
-    EXPECT_THAT(otherRecord.types(), ElementsAre(9U, 1U));
-    EXPECT_THAT(record.threads(), Each(mainThread()));
-    EXPECT_EQ(record.destructions(), 1);
-    EXPECT_EQ(otherRecord.destructions(), 1);
-    EXPECT_EQ(disposals, 4);
-}
-
-TEST_F(ThreadTest, deliversWhatStillWaitsWhenItIsDeletedAfterJoin)
-{
-    Record record;
-    Object* object = nullptr;
-    auto thread = std::make_unique<BodyThread>([&] { object = new Recorder(record); });
-    startAndJoin(*thread);
-    post(object, 7);
-    object->destroy();
-
-    thread.reset();
-
-    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
-    EXPECT_EQ(record.destructions(), 1);
-}
-
-TEST_F(ThreadTest, deliversWhatTheHandlersOfItsLastEventsPostAndDispatch)
-{
-    auto thread = std::make_unique<Thread>();
-    Record record;
-    Record otherRecord;
-    std::atomic<int> disposals{0};
-    Object* other = nullptr;
-    Object* object = nullptr;
-    object = new Recorder(record, [&](Event* event) {
-        if (event->_type != 7)
-            return;
-        post(other, 8, disposals);
-        Application::DispatchEvent(other, new CountedEvent(9, disposals));
-        other->destroy();
-        post(object, 10, disposals);
-        object->destroy();
-        post(object, 11, disposals);
-    });
-    other = new Recorder(otherRecord);
-    object->moveToThread(thread.get());
-    other->moveToThread(thread.get());
-    post(object, 7, disposals);
-
-    thread.reset();
-
-    EXPECT_THAT(record.types(), ElementsAre(7U, 10U, 1U));
-    EXPECT_THAT(otherRecord.types(), ElementsAre(8U, 9U, 1U));
-    EXPECT_EQ(disposals, 5);
-    EXPECT_EQ(record.destructions() + otherRecord.destructions(), 2);
-}
-
-TEST_F(ThreadTest, answersTheHandlersOfItsLastEvents)
-{
-    auto* const thread = new Thread;
-    Record record;
-    bool isCurrent = true;
-    bool isRunning = true;
-    unsigned int waiting = 1;
-    Object* object = nullptr;
-    object = new Recorder(record, [&](Event*) {
-        isCurrent = object->thread()->isCurrentThread();
-        isRunning = object->thread()->isRunning();
-        waiting = object->thread()->countEventsForObject(object);
-        object->thread()->processEventsForObject(object);
-        object->thread()->wakeUp();
-        object->thread()->stop();
-    });
-    object->moveToThread(thread);
-    const std::string noLoop = noLoopText(thread);
-    post(object, 7);
-    post(object, 8);
-    object->destroy();
-
-    delete thread;
-
-    EXPECT_FALSE(isCurrent);
-    EXPECT_FALSE(isRunning);
-    EXPECT_EQ(waiting, 0U);  // the last iteration alone delivers
-    EXPECT_THAT(record.types(), ElementsAre(7U, 8U, 1U));
-    EXPECT_THAT(logged(), ElementsAre(IsLogged("PAL", warningLevel, noLoop), IsLogged("PAL", warningLevel, noLoop)));
-}
-
-TEST_F(ThreadTest, letsTheHandlersOfItsLastEventsDeleteOtherObjects)
-{
-    auto thread = std::make_unique<Thread>();
-    Record record;
-    Record otherRecord;
-    std::atomic<int> disposals{0};
-    Object* other = nullptr;
-    Object* object = nullptr;
-    object = new Recorder(record, [&](Event*) {
-        delete other;
-        delete object;
-    });
-    other = new Recorder(otherRecord);
-    object->moveToThread(thread.get());
-    other->moveToThread(thread.get());
-    post(object, 7, disposals);
-    post(other, 8, disposals);
-    post(object, 9, disposals);
-
-    thread.reset();
-
-    EXPECT_THAT(record.types(), ElementsAre(7U));
-    EXPECT_THAT(otherRecord.types(), IsEmpty());
-    EXPECT_EQ(record.destructions() + otherRecord.destructions(), 2);
-    EXPECT_EQ(disposals, 3);
-}
-
-TEST_F(ThreadTest, releasesItsContextWhenDeleted)
-{
-    interpose::CallLog releases;
-    auto thread = std::make_unique<Thread>();
-    const Interposed noted(interpose::g_main_context_unref, releases.noting("context"));
-
-    thread.reset();
-
-    EXPECT_THAT(releases.calls(), ElementsAre("context"));
 }
 
 }  // namespace
