@@ -56,6 +56,11 @@ static gboolean AsyncTcpServerCheck(GSource* source)
 static gboolean AsyncTcpServerDispatch(GSource* source, GSourceFunc /*callback*/, gpointer /*userData*/)
 {
     auto* const src = reinterpret_cast<AsyncTcpServerSource*>(source);
+    // A handler before this one that pumped the loop has polled anew. If somebody else took the connection meanwhile,
+    // there is nothing to accept, and the server stays armed.
+    const bool dispatchedByGlib = g_main_current_source() == source;
+    if (dispatchedByGlib && (src->pollfd.revents & G_IO_IN) == 0)
+        return TRUE;
     MURN_CHECK(src->pollfd.revents & G_IO_IN);
 
     // Disarmed first, so that the owner may arm again from within newConnection().

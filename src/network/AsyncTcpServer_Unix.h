@@ -27,7 +27,8 @@ struct AsyncTcpServerSource {
 /// Disarms a server, which must be armed.
 void DestroySourceFor(Murn::AsyncTcpServer* server);
 
-/// The function table of the accept source, which hosts can tell accept sources by.
+/// The function table of the accept source. The library itself works on the same table under another name, so in a host
+/// the functions in it tell an accept source, and not its address.
 extern MURN_API GSourceFuncs funcs;
 
 #endif
