@@ -128,6 +128,10 @@ void StreamImpl::forgetParent()
 {
     abandonHandlerCalls();
     _parent = nullptr;
+    // Whoever calls a handler keeps this object for a while yet, and the watch must not find it without a stream. It
+    // may be another thread's by now.
+    if (_refCount > 1)
+        dropWatch();
 }
 
 StreamImpl* StreamImpl::Of(const Stream* stream)
@@ -262,8 +266,6 @@ gboolean StreamImpl::Stream_SourceCallback2(StreamImpl* imp, GIOCondition condit
 {
     if ((condition & watchedConditions) == 0)
         return TRUE;
-    if (imp->_parent == nullptr)
-        return FALSE;  // a handler deleted the stream and pumps the loop before it returns
     if (imp->_parent->_handler == nullptr)
         return imp->reportNoHandler(condition);
 
