@@ -27,8 +27,8 @@ class Thread;
 ///     };
 ///
 /// Arming, cleanup() and destruction belong on the thread whose loop accepts, or to a time when that loop cannot
-/// dispatch. Call cleanup() before Socket::close(): close() knows nothing of the armed accept, which would go on
-/// polling without a descriptor. One thread at a time, not locked.
+/// dispatch. Call cleanup() before Socket::close(): close() knows nothing of the armed accept, which would hand GLib a
+/// descriptor of -1, and GLib ends the process at that. One thread at a time, not locked.
 class MURN_API AsyncTcpServer : public TcpServer {
 public:
     /// An idle server with a non-blocking socket that is neither bound nor listening.
@@ -51,8 +51,9 @@ public:
     bool listen();
 
     /// A registered thread. Arms an accept on the calling thread's loop. An armed server ends the process through a
-    /// fatal check. A connection that is gone again before it can be accepted leaves the server idle, and nothing
-    /// tells: the owner must arm again.
+    /// fatal check. An accept that fails, for want of descriptors or because the connection is gone again, leaves the
+    /// server idle, and nothing tells: the owner must arm again. bind() and listen() come first: an armed server that
+    /// does not listen keeps its loop busy for nothing.
     /// @return GLib's id of the accept source, greater than 0
     int asyncAccept();
     /// Arms an accept on another thread's loop; otherwise the same.

@@ -108,9 +108,9 @@ public:
     /// @return the number of bytes; -1 when the call failed
     long recvfrom(void* buffer, std::size_t length, HostAddress* from, unsigned short* port);
 
-    /// @return the socket's own address (`getsockname`); Unspecified when the call failed
+    /// @return the socket's own address (`getsockname`); Unspecified when the call failed, Invalid for another family
     HostAddress localAddress() const;
-    /// @return the peer's address (`getpeername`); Unspecified when the call failed
+    /// @return the peer's address (`getpeername`); Unspecified when the call failed, Invalid for another family
     HostAddress remoteAddress() const;
     /// @return the socket's own port (`getsockname`); 0 when it has none or the call failed
     unsigned short localPort() const;
@@ -142,7 +142,7 @@ public:
     /// check.
     /// @param localAddress  the interface's address, of the socket's family, or a fatal check ends the process. On an
     ///                      IPv6 socket its sixteen bytes are handed over although Linux reads an interface index from
-    ///                      the first four: only an address that begins with four zero bytes is then taken.
+    ///                      the first four, in host order: it takes those that are zero or happen to be an interface's.
     void setMulticastOutputInterface(const HostAddress& localAddress);
     /// @return the interface's address as the platform gives it, good for toString() and toBytes() but without the
     ///         family that connecting and binding need; Unspecified on a socket of family 0

@@ -20,7 +20,8 @@ public:
     Stream();
     ~Stream() override;
 
-    /// One thread at a time, not locked. Writes on the calling thread, as `write` does: a blocking descriptor blocks
+    /// Any one thread at a time, also while the stream's thread reads, but not during a close, a move or the stream's
+    /// end. Writes on the calling thread, as `write` does: a blocking descriptor blocks
     /// the caller, and a peer that is gone raises SIGPIPE, which a host ignores (`signal(SIGPIPE, SIG_IGN)`) if it
     /// is to see -3 here instead. One call may write fewer bytes than asked, so callers loop.
     /// @param data  the bytes
@@ -29,16 +30,18 @@ public:
     ///         an invalid argument, -3 for any other failure (the negated `GIOError`)
     long writeData(const void* data, unsigned long size) override;
 
-    /// The stream's thread only. Arms one read; nothing happens without a channel. A read that is armed already ends
-    /// the process through a fatal check.
+    /// The stream's thread only. Arms one read; nothing happens without a channel. With a buffer, a read that is armed
+    /// already ends the process through a fatal check.
     ///
-    /// Three forms have a null buffer. With a size, the handler waits for data or an error, and data that comes is
-    /// reported as an error, since there is nowhere to put it. With size 0 while the stream watches its channel,
-    /// reading stops: the armed read is forgotten, with a warning. With size 0 otherwise, the handler is called with
-    /// a null buffer and 0 as soon as there is something to read, which is left unread.
+    /// Three forms have a null buffer, and take the place of an armed read silently. With a size, the handler waits for
+    /// data or an error, and data that comes is reported as an error, since there is nowhere to put it. With size 0
+    /// while the stream watches its channel, reading stops: the armed read is forgotten, with a warning. With size 0
+    /// otherwise, the handler is called with a null buffer and 0 as soon as there is something to read, which is left
+    /// unread.
     /// @param buffer   where the bytes go; stays the caller's and must live until the read is over
     /// @param size     the room in it, in bytes
-    /// @param handler  receives the result; stays the caller's
+    /// @param handler  receives the result; stays the caller's. Not null: data would meet no handler, and the stream
+    ///                 would be stuck as clearHandler() says.
     void asyncReadData(void* buffer, unsigned long size, IStreamReadHandler* handler) override;
 
     /// The stream's thread only. Ends the armed read, whose handler is not called any more, and drops the channel.
@@ -61,7 +64,7 @@ public:
     /// afterwards, even when nothing was there to read and its handler was not called. Does nothing when no read is
     /// armed.
     /// @return whether the stream is to go on watching its channel: 1 when the handler armed another read, or when
-    ///         nothing was there to read; 0 otherwise, also when the handler deleted the stream
+    ///         nothing was there to read; 0 otherwise, also when the handler deleted or moved the stream
     int readSome();
 
     /// The stream's thread only. Forgets the armed read; its handler is not called. The watch stays: if data comes

@@ -15,7 +15,8 @@ public:
     /// A new socket that is not connected. A failure ends the process through a fatal check.
     /// @param family  of the addresses to connect to
     TcpSocket(Socket::Family family);
-    /// Wraps an existing descriptor; such a socket cannot connect().
+    /// Wraps an existing descriptor; such a socket has no family to connect() with: the plain form fails, and the one
+    /// with a limit only waits until the socket is writable.
     /// @param fd  the socket owns it from now on
     TcpSocket(int fd);
     /// Closes the socket.
@@ -26,16 +27,18 @@ public:
     /// @param port     in host byte order
     /// @return whether the connection stands
     bool connect(const HostAddress& address, unsigned short port);
-    /// Connects with a limit. Success means that the wait ended in time, not that the peer agreed: a refused
-    /// connection counts, on purpose, and the first send() or recv() fails then. After a time-out the socket is shut
-    /// down and of no more use. Whether the socket blocks is the same afterwards as before.
+    /// Connects with a limit. Success means that the wait ended in time, not that the peer agreed: a refused connection
+    /// and any other failure that shows before the limit count, on purpose, and the first send() or recv() fails then.
+    /// After a time-out the socket is shut down and of no more use. Whether the socket blocks is the same afterwards as
+    /// before.
     ///
     /// The wait is `select`'s: a descriptor of 1024 or more ends the process through a fatal check. A signal that
     /// comes in meanwhile ends the wait like any other error.
     /// @param address    of the socket's family, or a fatal check ends the process
     /// @param port       in host byte order
     /// @param timeoutMs  the limit in milliseconds; -1 for none; other negative values fail
-    /// @return whether the connection stands or was refused in time; false for a time-out or an error
+    /// @return whether the connection stands, or failed before the limit; false for a time-out and for a wait that
+    /// failed
     bool connect(const HostAddress& address, unsigned short port, long timeoutMs);
 
     HostAddress remoteAddress() const;

@@ -11,7 +11,8 @@
 namespace Murn {
 
 /// A Stream that owns a TCP socket. TcpServer::acceptStream() and AsyncTcpServer make them for accepted connections;
-/// a client makes one from a family and connects it. One thread at a time, not locked.
+/// a client makes one from a family and connects it. close() ends reading and writing but leaves the connection open:
+/// the peer sees its end when the stream is deleted. One thread at a time, not locked.
 class MURN_API TcpStream : public Stream {
 public:
     /// Wraps a connected socket and attaches the stream to the calling thread, which must be registered with the
@@ -34,11 +35,13 @@ public:
     /// @param address    of the socket's family, or a fatal check ends the process
     /// @param port       in host byte order
     /// @param timeoutMs  the limit in milliseconds; -1 for none
-    /// @return whether the connection stands or was refused in time
+    /// @return whether the connection stands, or failed before the limit
     bool connect(const HostAddress& address, unsigned short port, long timeoutMs);
 
+    /// @return the peer, as Socket::remoteAddress() and Socket::remotePort() tell it
     HostAddress remoteAddress() const;
     unsigned short remotePort() const;
+    /// The socket's own options: see Socket for what the setters print, and for the fatal check behind each.
     void setSendBufferSize(int size);
     void setReceiveBufferSize(int size);
     int getSendBufferSize() const;
