@@ -19,6 +19,7 @@
 #include "FatalTest.h"
 #include "InterposeGlib.h"
 #include "InterposeSockets.h"
+#include "Loopback.h"
 #include "StreamTest.h"
 #include "TcpStream.h"
 #include "VirtualTable.h"
@@ -44,9 +45,10 @@ class Server : public AsyncTcpServer {
 public:
     using Action = std::function<void()>;
 
-    explicit Server(Action action = nullptr) : AsyncTcpServer(Socket::IPv4), _action(std::move(action))
+    explicit Server(Action action = nullptr, Socket::Family family = Socket::IPv4)
+        : AsyncTcpServer(family), _action(std::move(action))
     {
-        EXPECT_TRUE(bind(loopback, 0));
+        EXPECT_TRUE(bind(loopbackOf(family), 0));
         EXPECT_TRUE(listen());
     }
 
@@ -339,9 +341,10 @@ TEST_F(AsyncTcpServerTest, acceptsOnTheThreadThatArmsIt)
 {
     Worker worker;
     Server server;
-    int id = 0;
-    worker.run([&] { id = server.asyncAccept(); });
-    EXPECT_NE(g_main_context_find_source_by_id(contextOf(worker.thread()), static_cast<guint>(id)), nullptr);
+    worker.run([&] {
+        const int id = server.asyncAccept();
+        EXPECT_EQ(g_main_context_find_source_by_id(contextOf(worker.thread()), static_cast<guint>(id)), server.token());
+    });
 
     const Peer peer = server.connectAPeer();
 
@@ -408,6 +411,27 @@ INSTANTIATE_TEST_SUITE_P(AsyncTcpServer, AsyncTcpServerOnAnotherThreadTest,
                                            Arming{"reArm", [](AsyncTcpServer& server,
                                                               Murn::Thread* thread) { return server.reArm(thread); }}),
                          [](const auto& test) { return test.param.name; });
+
+TEST_F(AsyncTcpServerTest, acceptsOverIPv6)
+{
+    if (!hasIPv6Loopback())
+        GTEST_SKIP() << "this machine has no ::1";
+    Server server(nullptr, Socket::IPv6);
+    TcpStream client(Socket::IPv6);
+    server.asyncAccept();
+
+    ASSERT_TRUE(client.connect(HostAddress::LoopbackIPv6, server.localPort()));
+
+    EXPECT_TRUE(pumpUntil([&] { return server.count() == 1; }));
+    const std::vector<std::unique_ptr<TcpStream>> streams = server.takeStreams();
+    EXPECT_EQ(streams[0]->remoteAddress(), HostAddress(HostAddress::LoopbackIPv6));
+    EXPECT_EQ(client.writeData("abc", 3), 3);
+    Reader reader;
+    char buffer[8];
+    streams[0]->asyncReadData(buffer, sizeof buffer, &reader);
+    EXPECT_TRUE(pumpUntil([&] { return reader.count() == 1; }));
+    EXPECT_THAT(reader.reads(), ElementsAre(Read{buffer, 3}));
+}
 
 TEST_F(AsyncTcpServerTest, acceptsOneConnectionAnArming)
 {
