@@ -22,6 +22,7 @@
 #include "Loopback.h"
 #include "StreamTest.h"
 #include "TcpStream.h"
+#include "Timer.h"
 #include "VirtualTable.h"
 #include "network/AsyncTcpServer_Unix.h"
 
@@ -684,6 +685,39 @@ TEST_F(AsyncTcpServerTest, mayBeDestroyedAtAConnectionThatItsLoopIsPumpedIn)
     const Peer peer = server->connectAPeer();
 
     EXPECT_TRUE(pumpUntil([&] { return called; }));
+}
+
+TEST_F(AsyncTcpServerTest, staysArmedWhenAHandlerTookTheConnectionAndPumpedTheLoop)
+{
+    // Dispatched before the server in the same round, because it was attached first.
+    class Taker : public Murn::Timer {
+    public:
+        explicit Taker(Server& server) : _server(server) {}
+        void timeout() override
+        {
+            stop();
+            taken = Descriptor(_server.acceptFd());
+            pumpWhatIsReady();
+        }
+        Descriptor taken;
+
+    private:
+        Server& _server;
+    };
+    Server server;
+    Taker taker(server);
+    taker.start(0, nullptr);
+    server.asyncAccept();
+    const Peer first = server.connectAPeer();
+    awaitConnection(server);
+
+    EXPECT_TRUE(mainThread()->processEvents(false));
+
+    EXPECT_GE(taker.taken.get(), 0);
+    EXPECT_EQ(server.count(), 0U);
+    EXPECT_NE(server.token(), nullptr);
+    const Peer second = server.connectAPeer();
+    EXPECT_TRUE(pumpUntil([&] { return server.count() == 1; }));
 }
 
 }  // namespace
