@@ -510,6 +510,25 @@ TEST_F(ObjectTest, isListedWithItsNewThreadAloneOnceItHasMoved)
     EXPECT_EQ(logged().size(), 1U);  // listed with the main thread now
 }
 
+TEST_F(ObjectTest, warnsAtItsMoveWhenItsOldThreadDoesNotListIt)
+{
+    Thread target;
+    Record record;
+    auto* const object = new Recorder(record, [](Event*) { Application::Quit(); });
+    post(object, 7);
+    application().exec();  // the main thread forgets its objects at the end
+    ASSERT_EQ(logged().size(), 1U);
+
+    object->moveToThread(&target);
+
+    ASSERT_EQ(logged().size(), 2U);
+    EXPECT_THAT(logged()[1],
+                IsLogged("Thread", warningLevel, "Error removing object from affinity thread, its not attached (?\?)"));
+    EXPECT_EQ(object->thread(), &target);
+    delete object;
+    EXPECT_EQ(logged().size(), 2U);  // its new thread lists it
+}
+
 TEST_F(ObjectTest, staysAsItIsWhenMovedToItsOwnThread)
 {
     Record record;

@@ -98,8 +98,8 @@ private:
     Arrivals& _arrivals;
 };
 
-/// Threads that the runtime does not know, each posting numbered events to one object for as long as the test wants,
-/// and never so many ahead of the receiver that its queue grows without end.
+/// Threads that the runtime does not know, each posting numbered events to one object for as long as the test wants.
+/// They post in bursts, the next when all events have arrived, which is the moment that a move waits for.
 class Producers {
 public:
     Producers(int count, Object* target, const Arrivals& arrivals)
@@ -124,11 +124,11 @@ public:
 private:
     void produce(int producer, Object* target, const Arrivals& arrivals)
     {
-        constexpr unsigned int mostOnTheirWay = 100;
+        constexpr unsigned int burst = 5;
         for (unsigned int number = 0; !_finished; ++number) {
             Application::PostEvent(target, new NumberedEvent(producer, number));
             ++_posted;
-            while (!_finished && _posted > arrivals.count() + mostOnTheirWay)
+            while (!_finished && number % burst == 0 && arrivals.count() < _posted)
                 std::this_thread::yield();
         }
     }
@@ -204,7 +204,9 @@ TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderAndOnTheThreadToWhichItsRe
     first.run([&] { receiver = new Receiver(arrivals); });
 
     Producers producers(producerCount, receiver, arrivals);
-    for (int round = 0; round < 1000; ++round) {
+    constexpr int rounds = 200;
+    constexpr unsigned int events = 5000;
+    for (int round = 0; round < rounds || producers.posted() < events; ++round) {
         first.run([&] { receiver->moveToThread(second.thread()); });
         second.run([&] { receiver->moveToThread(first.thread()); });
     }
@@ -227,6 +229,7 @@ TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderWhenTheReceiversThreadEnds
         auto worker = std::make_unique<Worker>();
         worker->run([&] { receiver = new Receiver(arrivals); });
         Producers producers(producerCount, receiver, arrivals);
+        ASSERT_TRUE(waitUntil([&] { return producers.posted() > 10; }));
 
         worker.reset();  // the receiver is the main thread's now
         ASSERT_EQ(receiver->thread(), mainThread());
