@@ -489,11 +489,14 @@ TEST_P(StreamHandlerTest, deletesTheStreamThatItArmedAgain)
     expectPrivateObjectIsGone();
 }
 
-TEST_P(StreamHandlerTest, keepsThePrivateObjectUntilItReturns)
+TEST_P(StreamHandlerTest, keepsThePrivateObjectButNoWatchUntilItReturns)
 {
+    GSource* const watch = g_source_ref(fields().watch());
     _reader.then([&] {
         _stream.reset();
-        EXPECT_EQ(_channel->ref_count, 3);  // the test, the private object and its watch
+        EXPECT_TRUE(g_source_is_destroyed(watch));
+        g_source_unref(watch);
+        EXPECT_EQ(_channel->ref_count, 2);  // the test's and the private object's
     });
 
     EXPECT_FALSE(callBack(GetParam().condition));
@@ -580,6 +583,28 @@ TEST_P(StreamHandlerTest, movesTheStreamToAnotherThreadThatArmsIt)
     EXPECT_EQ(fields().handler(), &other);
     worker.run([&] { _stream.reset(); });
     EXPECT_THAT(other.reads(), IsEmpty());
+}
+
+TEST_P(StreamHandlerTest, movesTheStreamToAnotherThreadThatArmsAndDeletesIt)
+{
+    Worker worker;
+    Reader other;
+    peerSends("abc");
+    _reader.then([&] {
+        _stream->moveToThread(worker.thread());
+        worker.run([&] {
+            armFor(other);
+            GSource* const watch = g_source_ref(fields().watch());
+            _stream.reset();
+            EXPECT_TRUE(g_source_is_destroyed(watch));
+            g_source_unref(watch);
+        });
+    });
+
+    EXPECT_FALSE(callBack(GetParam().condition));
+
+    EXPECT_THAT(other.reads(), IsEmpty());
+    expectPrivateObjectIsGone();
 }
 
 TEST_P(StreamHandlerTest, movesTheStreamToAnotherThreadThatDeletesIt)
