@@ -460,6 +460,7 @@ TEST_F(AsyncTcpServerTest, acceptsOneConnectionAfterAnotherWhenItArmsItselfAtEac
     server.asyncAccept();
 
     std::vector<Peer> peers;
+    peers.reserve(20);
     for (int index = 0; index < 20; ++index)
         peers.push_back(server.connectAPeer());
 
