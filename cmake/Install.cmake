@@ -25,6 +25,8 @@ set(KXPAL_PUBLIC_HEADERS
   Murn.h
   Mutex.h
   MutexLocker.h
+  NetworkInterface.h
+  NetworkInterfaceInfo.h
   Object.h
   Socket.h
   Stream.h

@@ -17,6 +17,8 @@
 #include "Logger.h"
 #include "Mutex.h"
 #include "MutexLocker.h"
+#include "NetworkInterface.h"
+#include "NetworkInterfaceInfo.h"
 #include "Object.h"
 #include "Socket.h"
 #include "Stream.h"

@@ -31,7 +31,7 @@ classes() {
   cd "$prefix/include/kxPAL"
   local headers classes included
   headers=$(ls -- *.h | grep -vxE 'Check\.h|Export\.h|Murn\.h')
-  classes=$(sed -nE 's/^class MURN_API ([A-Za-z]+)( .*)?$/\1.h/p' -- *.h | sort)
+  classes=$(sed -nE 's/^(class|struct) MURN_API ([A-Za-z]+)( .*)?$/\2.h/p' -- *.h | sort)
   same "a header for each class, and no other" "$(sort <<<"$headers")" "$classes"
   included=$(sed -nE 's/^#include "(.*)"$/\1/p' Murn.h)
   same "Murn.h includes all others" "$(ls -- *.h | grep -vx Murn.h | sort)" "$(sort <<<"$included")"
