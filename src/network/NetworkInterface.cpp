@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "Logger.h"
@@ -37,7 +36,7 @@ union Request {
     char room[offsetof(ifreq, ifr_addr) + sizeof(sockaddr_in6)];
 };
 
-// Names are cut at 16 bytes; one that fills them has no terminator.
+// Takes at most 16 bytes of the name; one that fills them has no terminator.
 Request requestFor(const std::string& name)
 {
     Request request;
@@ -88,12 +87,12 @@ void enumerateAddressed()
         return;  // without closing the socket, on purpose
     }
 
-    const auto length = static_cast<std::size_t>(std::clamp(query.ifc_len, 0, static_cast<int>(sizeof configuration)));
+    const auto length = static_cast<std::size_t>(query.ifc_len);
     for (std::size_t at = 0; at + sizeof(ifreq) <= length; at += sizeof(ifreq)) {
-        const char* const name = configuration + at + offsetof(ifreq, ifr_name);
-        const std::string interface(name, ::strnlen(name, IFNAMSIZ));
-        if (!isLoopback(interface))
-            addAddressed(fd, interface);
+        const char* const field = configuration + at + offsetof(ifreq, ifr_name);
+        const std::string name(field, ::strnlen(field, IFNAMSIZ));
+        if (!isLoopback(name))
+            addAddressed(fd, name);
     }
     ::close(fd);  // nothing was written that a failure could lose
 }

@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <ifaddrs.h>
 #include <netdb.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
@@ -40,6 +41,8 @@
     X(int, getaddrinfo, (const char* name, const char* service, const addrinfo* hints, addrinfo** result),    \
       (name, service, hints, result), )                                                                       \
     X(void, freeaddrinfo, (addrinfo * list), (list), noexcept)                                                \
+    X(int, getifaddrs, (ifaddrs * *list), (list), noexcept)                                                   \
+    X(void, freeifaddrs, (ifaddrs * list), (list), noexcept)                                                  \
     X(const char*, inet_ntop, (int family, const void* address, char* buffer, socklen_t length),              \
       (family, address, buffer, length), noexcept)
 
