@@ -16,13 +16,19 @@ if(KXPAL_WERROR)
   list(APPEND KXPAL_WARNINGS -Werror)
 endif()
 
+# What C hosts have for their own code; the header for them must not warn there.
+set(KXPAL_C_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wstrict-prototypes -Wmissing-prototypes)
+if(KXPAL_WERROR)
+  list(APPEND KXPAL_C_WARNINGS -Werror)
+endif()
+
 # Applies the settings to one target. Fatal-check lines name sources relative to the project's root.
 function(kxpal_compile_options target)
-  target_compile_features(${target} PRIVATE cxx_std_20)
+  target_compile_features(${target} PRIVATE c_std_11 cxx_std_20)
   set_target_properties(${target} PROPERTIES
-    CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    C_EXTENSIONS OFF CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${target} PRIVATE
-    "$<$<COMPILE_LANGUAGE:CXX>:${KXPAL_WARNINGS}>" "-fmacro-prefix-map=${kxPAL_SOURCE_DIR}/=")
+    "$<$<COMPILE_LANGUAGE:CXX>:${KXPAL_WARNINGS}>" "$<$<COMPILE_LANGUAGE:C>:${KXPAL_C_WARNINGS}>" "-fmacro-prefix-map=${kxPAL_SOURCE_DIR}/=")
   if(KXPAL_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${KXPAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -23,6 +23,7 @@ set(KXPAL_PUBLIC_HEADERS
   LogHandler.h
   Logger.h
   Murn.h
+  Murn_c.h
   Mutex.h
   MutexLocker.h
   NetworkInterface.h

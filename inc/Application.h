@@ -106,6 +106,8 @@ public:
     static void AddToThreadGarbageCollector(Thread* thread);
 
 private:
+    friend struct ApplicationC;  // the functions of Murn_c.h
+
     MURN_LOCAL static std::atomic<Application*> _Instance;
 
     ApplicationGlib* _impl;  // owned

@@ -15,6 +15,7 @@
 #include "IStreamReadHandler.h"
 #include "LogHandler.h"
 #include "Logger.h"
+#include "Murn_c.h"
 #include "Mutex.h"
 #include "MutexLocker.h"
 #include "NetworkInterface.h"

@@ -15,6 +15,7 @@ struct Step {
 
 extern const Step loggingStep;
 extern const Step eventsStep;
+extern const Step cInterfaceStep;
 extern const Step timersStep;
 extern const Step addressesStep;
 extern const Step serverStep;

@@ -14,7 +14,8 @@
 
 namespace {
 
-const Step* const steps[] = {&loggingStep, &eventsStep, &timersStep, &addressesStep, &serverStep, &leavingStep};
+const Step* const steps[] = {&loggingStep,   &eventsStep, &cInterfaceStep, &timersStep,
+                             &addressesStep, &serverStep, &leavingStep};
 
 /// Takes what no other handler takes: complaints of the library and of GLib, of which a good host causes none.
 class Complaints final : public Murn::LogHandler {

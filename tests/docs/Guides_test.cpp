@@ -1,11 +1,11 @@
 // The guides against the programs that they print from, and against the library that they describe.
 //
-// A block of C++ in a guide shows a region of a program in docs/snippets. The line above the block names both:
+// A block of C++ or C in a guide shows a region of a program in docs/snippets. The line above the block names both:
 //
 //     <!-- snippet: worker_thread.cpp, main -->
 //     ```cpp
 //
-// and the region stands in the program between the lines "// [main]" and "// [end]".
+// and the region stands in the program between the lines "// [main]" and "// [end]", in C as "/* [main] */".
 #include <glib.h>
 #include <gtest/gtest.h>
 
@@ -28,6 +28,7 @@ using Lines = std::vector<std::string>;
 const fs::path root(KXPAL_SOURCE_DIR);
 const fs::path docs = root / "docs";
 const fs::path snippets = docs / "snippets";
+const std::set<std::string> programs = {".c", ".cpp"};
 
 std::string readFile(const fs::path& path)
 {
@@ -87,12 +88,6 @@ std::string replaced(std::string text, const std::string& what, const std::strin
     return text;
 }
 
-std::string trimmed(const std::string& line)
-{
-    const std::size_t begin = line.find_first_not_of(' ');
-    return begin == std::string::npos ? std::string() : line.substr(begin);
-}
-
 // Takes away the indentation that all lines share.
 Lines dedented(Lines lines)
 {
@@ -108,19 +103,19 @@ Lines dedented(Lines lines)
 std::map<std::string, Lines> allRegions()
 {
     std::map<std::string, Lines> regions;
-    for (const fs::path& path : filesIn(snippets, {".cpp"})) {
+    for (const fs::path& path : filesIn(snippets, programs)) {
         std::string open;
         Lines body;
         for (const std::string& line : linesOf(readFile(path))) {
-            const std::string text = trimmed(line);
-            const bool isMark = text.starts_with("// [") && text.ends_with("]");
-            if (!isMark) {
+            const std::vector<Lines> marks = matchesIn(line, R"(^ *(?:// \[(.*)\]|/\* \[(.*)\] \*/)$)");
+            if (marks.empty()) {
                 body.push_back(line);
                 continue;
             }
-            if (text == "// [end]")
+            const std::string name = marks.front().back();
+            if (name == "end")
                 regions[path.filename().string() + ", " + open] = dedented(body);
-            open = text.substr(4, text.size() - 5);
+            open = name;
             body.clear();
         }
     }
@@ -140,7 +135,7 @@ std::vector<Block> blocksOf(const fs::path& guide)
     std::vector<Block> blocks;
     const Lines lines = linesOf(readFile(guide));
     for (std::size_t at = 0; at < lines.size(); ++at) {
-        if (!lines[at].starts_with("```cpp"))
+        if (lines[at] != "```cpp" && lines[at] != "```c")
             continue;
         Block block;
         block.where = guide.filename().string() + ":" + std::to_string(at + 1);
@@ -273,7 +268,7 @@ TEST(Guides, haveAllTheirProgramsBuiltAndRun)
     for (std::string name; names >> name;)
         built.insert(name);
     std::set<std::string> present;
-    for (const fs::path& path : filesIn(snippets, {".cpp"}))
+    for (const fs::path& path : filesIn(snippets, programs))
         present.insert(path.stem().string());
     EXPECT_EQ(built, present);
 }

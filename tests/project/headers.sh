@@ -17,4 +17,14 @@ alone() {
   [ "$count" -gt 0 ] || fail "there are no headers"
 }
 
+# alone_in_c COMPILER - the header for C, in strict mode.
+alone_in_c() {
+  skip_under_sanitizers "headers are compiled and not run, as in every other build"
+  [ -x "$1" ] || skip "this compiler is not installed"
+  install_tree
+  printf '#include <kxPAL/Murn_c.h>\n' >alone.c
+  "$1" -std=c11 -Wall -Wextra -pedantic -Wstrict-prototypes -Werror -fsyntax-only "-I$prefix/include" alone.c ||
+    fail "Murn_c.h as C11"
+}
+
 run_case "$@"

@@ -30,18 +30,18 @@ classes() {
   install_tree
   cd "$prefix/include/kxPAL"
   local headers classes included
-  headers=$(ls -- *.h | grep -vxE 'Check\.h|Export\.h|Murn\.h')
+  headers=$(ls -- *.h | grep -vxE 'Check\.h|Export\.h|Murn\.h|Murn_c\.h')
   classes=$(sed -nE 's/^(class|struct) MURN_API ([A-Za-z]+)( .*)?$/\2.h/p' -- *.h | sort)
   same "a header for each class, and no other" "$(sort <<<"$headers")" "$classes"
   included=$(sed -nE 's/^#include "(.*)"$/\1/p' Murn.h)
   same "Murn.h includes all others" "$(ls -- *.h | grep -vx Murn.h | sort)" "$(sort <<<"$included")"
 }
 
-# expect_greeting HOST - runs a host that was linked, without a path, against the library in the prefix.
+# expect_greeting HOST [GREETING] - runs a host that was linked, without a path, against the library in the prefix.
 expect_greeting() {
   local output
   output=$(LD_LIBRARY_PATH=$prefix/lib "$1") || fail "the host ended with $?: $output"
-  same "the host's output" "Delivered on the main thread." "$output"
+  same "the host's output" "${2-Delivered on the main thread.}" "$output"
 }
 
 pkg_config() {
@@ -53,6 +53,18 @@ pkg_config() {
   # shellcheck disable=SC2086 # the flags are words
   "$KXPAL_CXX" -std=c++11 -Wall -Wextra -Wpedantic -Werror "${host_flags[@]}" "$tests/host/main.cpp" -o host $flags
   expect_greeting ./host
+}
+
+# A host in C needs a compiler and a linker of C alone.
+pkg_config_for_c() {
+  skip_under_sanitizers "the sanitizers want the linker of C++"
+  install_tree
+  export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+  local flags
+  flags=$(pkg-config --cflags --libs kxPAL)
+  # shellcheck disable=SC2086 # the flags are words
+  "$KXPAL_CC" -std=c11 -Wall -Wextra -pedantic -Wstrict-prototypes -Werror "$tests/host/main.c" -o host $flags
+  expect_greeting ./host "An event of type 100."
 }
 
 find_package() {

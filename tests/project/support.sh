@@ -1,7 +1,8 @@
 # What the project's test scripts share. Each of them defines its cases as functions and ends with: run_case "$@"
 #
-# From CMake: KXPAL_SOURCE and KXPAL_BUILD, the two trees; KXPAL_LIBRARY, the built library; KXPAL_CXX, its compiler;
-# KXPAL_CMAKE; KXPAL_CCACHE, a compiler cache or nothing; KXPAL_SANITIZE, the sanitizers of the build or nothing.
+# From CMake: KXPAL_SOURCE and KXPAL_BUILD, the two trees; KXPAL_LIBRARY, the built library; KXPAL_CXX and KXPAL_CC, the
+# compilers; KXPAL_CMAKE; KXPAL_CCACHE, a compiler cache or nothing; KXPAL_SANITIZE, the sanitizers of the build or
+# nothing.
 set -euo pipefail
 
 fail() {
