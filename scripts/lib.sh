@@ -3,7 +3,7 @@
 # The packages of Debian 12, by what needs them. They are listed here and nowhere else.
 LIBRARY_PACKAGES=(cmake g++ libglib2.0-dev ninja-build pkg-config)
 EXAMPLE_PACKAGES=("${LIBRARY_PACKAGES[@]}" libcli11-dev)
-TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils libbenchmark-dev libgmock-dev libgtest-dev)
+TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils iproute2 libbenchmark-dev libgmock-dev libgtest-dev)
 FORMAT_PACKAGES=(clang-format-14 git)
 TIDY_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 clang-tidy-14)
 

@@ -1,21 +1,20 @@
-// The lists of network interfaces, of interfaces that are made up. The lists only ever grow, so each test looks at
-// what it added to them.
+// The lists of network interfaces, of interfaces that are made up.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <kxPAL/NetworkInterface.h>
 
-#include <cstdlib>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 #include "Capture.h"
+#include "FreshProcess.h"
+#include "InterfaceLists.h"
 #include "LogCapture.h"
 #include "MadeUpInterfaces.h"
 
 using Murn::HostAddress;
 using Murn::NetworkInterface;
-using Murn::NetworkInterfaceInfo;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -24,57 +23,8 @@ using ::testing::SizeIs;
 
 namespace {
 
-using List = std::vector<NetworkInterfaceInfo>;
-
 const Bytes ethernet{2, 0xfc, 0, 0, 0, 1};
 constexpr int levelError = 2;  // what Logger::Error() logs at
-
-List interfaces()
-{
-    List list;
-    EXPECT_TRUE(NetworkInterface::getInterfaces(list));
-    return list;
-}
-
-List physicalInterfaces()
-{
-    List list;
-    EXPECT_TRUE(NetworkInterface::getAllPhysicalInterfaces(list));
-    return list;
-}
-
-List from(const List& list, std::size_t begin)
-{
-    return List(list.begin() + static_cast<std::ptrdiff_t>(begin), list.end());
-}
-
-// What one enumeration adds to the two lists.
-struct Added {
-    List interfaces;
-    List physical;
-};
-
-Added enumerate()
-{
-    const std::size_t interfacesBefore = interfaces().size();
-    const std::size_t physicalBefore = physicalInterfaces().size();
-    NetworkInterface::reset();
-    const NetworkInterface enumeration;
-    return {from(interfaces(), interfacesBefore), from(physicalInterfaces(), physicalBefore)};
-}
-
-std::vector<std::string> namesOf(const List& list)
-{
-    std::vector<std::string> names;
-    for (const NetworkInterfaceInfo& info : list)
-        names.push_back(info.name);
-    return names;
-}
-
-Bytes macOf(const NetworkInterfaceInfo& info)
-{
-    return bytesOf(info.mac);
-}
 
 // The 40 bytes of a query with nothing but a name in it.
 Bytes blankQuery(const std::string& name)
@@ -83,15 +33,6 @@ Bytes blankQuery(const std::string& name)
     query.resize(40, 0);
     return query;
 }
-
-// Runs the statement in a process in which no list was ever filled.
-#define EXPECT_IN_FRESH_PROCESS(statement)                                          \
-    EXPECT_EXIT(                                                                    \
-        {                                                                           \
-            statement;                                                              \
-            std::exit(::testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS); \
-        },                                                                          \
-        ::testing::ExitedWithCode(EXIT_SUCCESS), "")
 
 }  // namespace
 
@@ -106,7 +47,7 @@ TEST(NetworkInterface, listsWhatHasAnAddress)
     MadeUpInterfaces machine;
     machine.add("eth0", "192.0.2.7", ethernet);
 
-    const List added = enumerate().interfaces;
+    const InterfaceList added = enumerate().interfaces;
 
     ASSERT_THAT(added, SizeIs(1));
     EXPECT_EQ(added[0].name, "eth0");
@@ -120,7 +61,7 @@ TEST(NetworkInterface, listsPhysicalOnesWithTheirHardwareAddressOnly)
     MadeUpInterfaces machine;
     machine.add("eth0", "192.0.2.7", ethernet);
 
-    const List added = enumerate().physical;
+    const InterfaceList added = enumerate().physical;
 
     ASSERT_THAT(added, SizeIs(1));
     EXPECT_EQ(added[0].name, "eth0");
@@ -286,7 +227,7 @@ TEST(NetworkInterface, takesAnIPv6AddressWhole)
     MadeUpInterfaces machine;
     machine.add("eth0", "2001:db8:1:2:3:4:5:6", {1, 2, 3, 4, 5, 6, 0, 0});
 
-    const List added = enumerate().interfaces;
+    const InterfaceList added = enumerate().interfaces;
 
     ASSERT_THAT(added, SizeIs(1));
     EXPECT_EQ(added[0].address, HostAddress(std::string("2001:db8:1:2:3:4:5:6")));
@@ -315,7 +256,7 @@ TEST(NetworkInterface, cutsALongerNameOnlyToAskForIt)
     machine.links.push_back({"more_than_sixteen_letters"});
     machine.devices["more_than_sixtee"].hardware = ethernet;
 
-    const List added = enumerate().physical;
+    const InterfaceList added = enumerate().physical;
 
     ASSERT_THAT(namesOf(added), ElementsAre("more_than_sixteen_letters"));
     EXPECT_EQ(macOf(added[0]), (Bytes{2, 0xfc, 0, 0, 0, 1, 0, 0}));
@@ -339,8 +280,10 @@ TEST(NetworkInterface, readsWholeEntriesOnly)
     MadeUpInterfaces machine;
     machine.add("eth0", "192.0.2.1", ethernet);
     machine.extraLength = 39;
+    const LogCapture log("NetworkIf");
 
     EXPECT_THAT(namesOf(enumerate().interfaces), ElementsAre("eth0"));
+    EXPECT_THAT(log.texts(), IsEmpty());
 }
 
 TEST(NetworkInterface, closesTheSocketWhenThereIsNothingToAskFor)
@@ -431,7 +374,7 @@ TEST(NetworkInterface, printsNothingWhenAllGoesWell)
 TEST(NetworkInterface, hasEmptyListsBeforeTheFirstConstruction)
 {
     EXPECT_IN_FRESH_PROCESS({
-        List list(3);
+        InterfaceList list(3);
         EXPECT_TRUE(NetworkInterface::getInterfaces(list));
         EXPECT_THAT(list, IsEmpty());
         list.resize(3);
@@ -520,7 +463,7 @@ TEST(NetworkInterface, emptiesTheCallersListFirst)
     const std::size_t physicalBefore = physicalInterfaces().size();
 
     NetworkInterface enumeration;
-    List list(5);
+    InterfaceList list(5);
     EXPECT_TRUE(enumeration.getInterfaces(list));
     EXPECT_TRUE(enumeration.getInterfaces(list));
     EXPECT_THAT(list, SizeIs(before));
@@ -534,7 +477,7 @@ TEST(NetworkInterface, handsOutCopies)
     machine.add("eth0", "192.0.2.1", ethernet);
     enumerate();
 
-    List mine = interfaces();
+    InterfaceList mine = interfaces();
     mine.back().name = "renamed";
     mine.pop_back();
 
