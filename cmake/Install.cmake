@@ -29,12 +29,14 @@ set(KXPAL_PUBLIC_HEADERS
   NetworkInterface.h
   NetworkInterfaceInfo.h
   Object.h
+  Runnable.h
   Socket.h
   Stream.h
   TcpServer.h
   TcpSocket.h
   TcpStream.h
   Thread.h
+  ThreadPool.h
   Timer.h
   UdpSocket.h)
 list(TRANSFORM KXPAL_PUBLIC_HEADERS PREPEND "${kxPAL_SOURCE_DIR}/inc/")

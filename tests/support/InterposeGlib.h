@@ -41,6 +41,8 @@
     X(void, g_main_loop_run, (GMainLoop * loop), (loop), )                                                         \
     X(void, g_main_loop_unref, (GMainLoop * loop), (loop), )                                                       \
     X(void, g_main_loop_quit, (GMainLoop * loop), (loop), )                                                        \
+    X(gpointer, g_thread_join, (GThread * thread), (thread), )                                                     \
+    X(gboolean, g_main_context_iteration, (GMainContext * context, gboolean mayBlock), (context, mayBlock), )      \
     X(GThread*, g_thread_try_new, (const gchar* name, GThreadFunc function, gpointer data, GError** error),        \
       (name, function, data, error), )                                                                             \
     X(GIOError, g_io_channel_write, (GIOChannel * channel, const gchar* data, gsize count, gsize* written),        \
@@ -59,6 +61,11 @@
     X(void, g_source_destroy, (GSource * source), (source), )                                                      \
     X(void, g_source_unref, (GSource * source), (source), )                                                        \
     X(void, g_async_queue_unref, (GAsyncQueue * queue), (queue), )                                                 \
+    X(GAsyncQueue*, g_async_queue_new, (), (), )                                                                   \
+    X(GAsyncQueue*, g_async_queue_new_full, (GDestroyNotify discarded), (discarded), )                             \
+    X(GAsyncQueue*, g_async_queue_ref, (GAsyncQueue * queue), (queue), )                                           \
+    X(void, g_async_queue_push, (GAsyncQueue * queue, gpointer item), (queue, item), )                             \
+    X(gpointer, g_async_queue_pop, (GAsyncQueue * queue), (queue), )                                               \
     X(gboolean, g_cond_wait_until, (GCond * cond, GMutex * mutex, gint64 end), (cond, mutex, end), )
 
 namespace interpose {
