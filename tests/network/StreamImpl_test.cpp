@@ -292,7 +292,7 @@ TEST_F(StreamImplTest, reportsTroubleThatComesWithDataOnlyToAReadThatIsArmedAgai
         EXPECT_TRUE(callBack(G_IO_IN | trouble));
 
         EXPECT_EQ(_reader.count(), before + 1);
-        EXPECT_EQ(_reader.reads().back(), got(3));
+        EXPECT_EQ(_reader.last(), got(3));
         EXPECT_THAT(newLines(), IsEmpty());
     }
 }

@@ -243,7 +243,18 @@ public:
         return _reads;
     }
 
-    std::size_t count() const { return reads().size(); }
+    /// The last one; there must be one.
+    Read last() const
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        return _reads.back();
+    }
+
+    std::size_t count() const
+    {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        return _reads.size();
+    }
 
     /// The thread of each call.
     std::vector<Murn::Thread*> threads() const

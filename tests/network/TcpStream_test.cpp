@@ -384,7 +384,7 @@ TEST_F(ConnectedTcpStreamTest, carriesALotInBothDirections)
     }
     std::string received;
     const std::function<void()> take = [&] {
-        received.append(_buffer, static_cast<std::size_t>(_reader.reads().back().result));
+        received.append(_buffer, static_cast<std::size_t>(_reader.last().result));
         if (received.size() < total) {
             arm();
             _reader.then(take);
