@@ -11,8 +11,10 @@ include(CMakePackageConfigHelpers)
 set(KXPAL_PUBLIC_HEADERS
   Application.h
   AsyncTcpServer.h
+  Buffer.h
   Check.h
   Cond.h
+  DateTime.h
   DeleteLaterEvent.h
   Event.h
   EventQueue.h
@@ -38,7 +40,8 @@ set(KXPAL_PUBLIC_HEADERS
   Thread.h
   ThreadPool.h
   Timer.h
-  UdpSocket.h)
+  UdpSocket.h
+  kxClock.h)
 list(TRANSFORM KXPAL_PUBLIC_HEADERS PREPEND "${kxPAL_SOURCE_DIR}/inc/")
 install(FILES ${KXPAL_PUBLIC_HEADERS} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kxPAL")
 

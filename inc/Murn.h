@@ -4,8 +4,10 @@
 
 #include "Application.h"
 #include "AsyncTcpServer.h"
+#include "Buffer.h"
 #include "Check.h"
 #include "Cond.h"
+#include "DateTime.h"
 #include "DeleteLaterEvent.h"
 #include "Event.h"
 #include "EventQueue.h"
@@ -31,5 +33,6 @@
 #include "ThreadPool.h"
 #include "Timer.h"
 #include "UdpSocket.h"
+#include "kxClock.h"
 
 #endif

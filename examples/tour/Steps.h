@@ -19,6 +19,7 @@ extern const Step cInterfaceStep;
 extern const Step timersStep;
 extern const Step addressesStep;
 extern const Step serverStep;
+extern const Step valuesStep;
 extern const Step leavingStep;
 
 #endif

@@ -4,6 +4,7 @@
 
 #include <execinfo.h>
 #include <sys/mman.h>
+#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@
     X(tm*, localtime, (const time_t* seconds), (seconds), noexcept)                                                    \
     X(size_t, strftime, (char* buffer, size_t size, const char* format, const tm* time), (buffer, size, format, time), \
       noexcept)                                                                                                        \
+    X(int, gettimeofday, (timeval * now, void* zone), (now, zone), noexcept)                                           \
     X(int, usleep, (useconds_t microseconds), (microseconds), )                                                        \
     X(void*, mmap, (void* address, size_t length, int protection, int flags, int fd, off_t offset),                    \
       (address, length, protection, flags, fd, offset), noexcept)                                                      \
