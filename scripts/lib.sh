@@ -3,7 +3,8 @@
 # The packages of Debian 12, by what needs them. They are listed here and nowhere else.
 LIBRARY_PACKAGES=(cmake g++ libglib2.0-dev ninja-build pkg-config)
 EXAMPLE_PACKAGES=("${LIBRARY_PACKAGES[@]}" libcli11-dev)
-TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils iproute2 libbenchmark-dev libgmock-dev libgtest-dev)
+TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils iproute2 libbenchmark-dev libgmock-dev libgtest-dev
+  nlohmann-json3-dev)
 FORMAT_PACKAGES=(clang-format-14 git)
 TIDY_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 clang-tidy-14)
 

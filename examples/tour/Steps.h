@@ -18,6 +18,7 @@ extern const Step eventsStep;
 extern const Step cInterfaceStep;
 extern const Step timersStep;
 extern const Step addressesStep;
+extern const Step interfacesStep;
 extern const Step serverStep;
 extern const Step valuesStep;
 extern const Step leavingStep;

@@ -14,8 +14,10 @@
 
 namespace {
 
-const Step* const steps[] = {&loggingStep,   &eventsStep, &cInterfaceStep, &timersStep,
-                             &addressesStep, &serverStep, &valuesStep,     &leavingStep};
+const Step* const steps[] = {
+    &loggingStep,    &eventsStep, &cInterfaceStep, &timersStep,  &addressesStep,
+    &interfacesStep, &serverStep, &valuesStep,     &leavingStep,
+};
 
 /// Takes what no other handler takes: complaints of the library and of GLib, of which a good host causes none.
 class Complaints final : public Murn::LogHandler {

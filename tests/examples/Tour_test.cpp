@@ -7,6 +7,8 @@
 
 #include "Capture.h"
 #include "ChildProcess.h"
+#include "FreshProcess.h"
+#include "PrivateNetwork.h"
 #include "tour/Findings.h"
 #include "tour/Summary.h"
 
@@ -26,7 +28,7 @@ TEST(Tour, findsEverythingAsItShouldBe)
     EXPECT_THAT(tour.errors(), IsEmpty());
     EXPECT_THAT(tour.output(), Not(HasSubstr("NOT SO")));
     EXPECT_THAT(tour.output(),
-                ContainsRegex("\nSummary: 8 steps, [1-9][0-9]* checks, 0 failed; .*6000 events, .*100 clients, "
+                ContainsRegex("\nSummary: 9 steps, [1-9][0-9]* checks, 0 failed; .*6000 events, .*100 clients, "
                               "4000000 bytes echoed, [0-9.]+ s\\.\n$"));
 }
 
@@ -37,10 +39,25 @@ TEST(Tour, numbersItsSteps)
 
     const std::string output = tour.output();
     std::size_t place = 0;
-    for (int step = 1; step <= 8; ++step) {
+    for (int step = 1; step <= 9; ++step) {
         place = output.find("\n" + std::to_string(step) + ". ", place);
         ASSERT_NE(place, std::string::npos) << "no step " << step;
     }
+}
+
+TEST(Tour, needsNoNetworkButLoopback)
+{
+    const std::string obstacle = privatenetwork::obstacle();
+    if (!obstacle.empty())
+        GTEST_SKIP() << obstacle;
+    EXPECT_IN_FRESH_PROCESS({
+        privatenetwork::enter();
+        privatenetwork::ip("link set lo up");
+        ChildProcess tour(TOUR_PROGRAM, {});
+        EXPECT_EQ(tour.wait(), 0) << tour.output();
+        EXPECT_THAT(tour.errors(), IsEmpty());
+        EXPECT_THAT(tour.output(), HasSubstr("Physical interfaces: none.\n"));
+    });
 }
 
 TEST(TourSummary, sumsUpTheSteps)
