@@ -21,10 +21,11 @@ namespace Murn {
 
 namespace {
 
-// Shared by the whole process without a lock: whoever constructs, resets and reads keeps these apart.
+// Shared by the whole process without a lock: whoever constructs, resets and reads keeps these apart. The lists are never
+// destroyed, since a process may end while its other threads still read them.
 bool enumerated = false;
-std::vector<NetworkInterfaceInfo> interfaceCache;
-std::vector<NetworkInterfaceInfo> physicalInterfaceCache;
+std::vector<NetworkInterfaceInfo>& interfaceCache = *new std::vector<NetworkInterfaceInfo>;
+std::vector<NetworkInterfaceInfo>& physicalInterfaceCache = *new std::vector<NetworkInterfaceInfo>;
 
 constexpr std::size_t ethernetBytes = 6;
 
