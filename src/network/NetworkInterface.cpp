@@ -21,8 +21,8 @@ namespace Murn {
 
 namespace {
 
-// Shared by the whole process without a lock: whoever constructs, resets and reads keeps these apart. The lists are never
-// destroyed, since a process may end while its other threads still read them.
+// Shared by the whole process without a lock: whoever constructs, resets and reads keeps these apart. The lists are
+// never destroyed, since a process may end while its other threads still read them.
 bool enumerated = false;
 std::vector<NetworkInterfaceInfo>& interfaceCache = *new std::vector<NetworkInterfaceInfo>;
 std::vector<NetworkInterfaceInfo>& physicalInterfaceCache = *new std::vector<NetworkInterfaceInfo>;
