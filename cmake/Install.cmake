@@ -16,9 +16,12 @@ set(KXPAL_PUBLIC_HEADERS
   Cond.h
   DateTime.h
   DeleteLaterEvent.h
+  Dir.h
+  EntryInfo.h
   Event.h
   EventQueue.h
   Export.h
+  File.h
   HostAddress.h
   IStream.h
   IStreamReadHandler.h
