@@ -48,7 +48,7 @@ public:
     /// Makes a directory in this one, with mode 0755 less the umask (`mkdir`), and moves this object on to it.
     /// @param name  without "/"
     /// @return false when this one does not exist, for a name with "/", and when the system refuses; the path stays
-    /// then
+    ///         then
     bool createDir(std::string name);
     /// Makes this directory and every one above it that is missing. The mode of each directory on the way, those that
     /// were there already included, becomes 0777 where the process may change it: meant for directories that several
@@ -61,8 +61,7 @@ public:
 
     /// Lists what is in the directory, in the system's order, without "." and ".." (`readdir`, `stat`).
     /// @return empty also for a directory that cannot be read. An entry whose `stat` fails, such as a link to nothing,
-    /// has
-    ///         the type of the entry before it; the first one counts as a file.
+    ///         has the type of the entry before it; the first one counts as a file.
     std::vector<EntryInfo> entries() const;
 
     /// Removes a directory and all that is in it, depth first (`remove`, `rmdir`), and leaves this object at the

@@ -69,9 +69,8 @@ public:
     /// @param len  how many bytes; at least 1
     /// @param off  where from, below size(); or -1 for the current position
     /// @return how many were read; -1 when not open, when the range does not lie within size(), or when the seek
-    /// failed.
-    ///         With -1 as `off` the bounds are made with the number -1 itself, on purpose: only `len` above size() + 1
-    ///         is refused, and a read across the end gives the bytes that are there.
+    ///         failed. With -1 as `off` the bounds are made with the number -1 itself, on purpose: only `len` above
+    ///         size() + 1 is refused, and a read across the end gives the bytes that are there.
     std::int64_t read(char* buf, long len, long off);
     /// Writes (`fseeko`, `fwrite`). A write behind the end makes the file longer.
     /// @param buf  `len` bytes
@@ -80,12 +79,14 @@ public:
     /// @return how many were taken, 0 in a file that is open for reading only; -1 when not open or when the seek failed
     std::int64_t write(const char* buf, long len, long off);
     /// Makes the file longer, with zeros, or shorter (`ftruncate`).
+    /// Does not flush: bytes that wait are written to their place later, even behind the new end.
     /// @return false when `len` is negative, when not open, and when the system refuses
     bool resize(long len);
 
     /// Makes room at `pos`, by moving what is behind it towards the end in blocks of 8192 bytes, the last one first,
     /// and writes the data there. Needs a file that is open for reading and writing, and below 2 GiB: the arithmetic is
-    /// of 32 bits on purpose, and a larger file is refused before anything changes.
+    /// of 32 bits on purpose, and a larger file is refused before anything changes. flush() before: the end that counts
+    /// is that of the file itself, and what waits to be written behind it is lost.
     ///
     /// A failure in the middle leaves the file longer by `len`, with everything from some block on at its new place and
     /// the rest at its old place: nothing is lost, but bytes stand twice between the two.
@@ -95,7 +96,7 @@ public:
     /// @return how many bytes of the data were written; -1 when not open, for other arguments, and when a move failed
     std::int64_t insert(long pos, const char* data, long len);
     /// Takes bytes out, by moving what is behind them towards the start in blocks of 8192 bytes, the first one first,
-    /// and making the file shorter. Needs a file that is open for reading and writing.
+    /// and making the file shorter. Needs a file that is open for reading and writing. flush() before.
     ///
     /// A failure in the middle leaves the file at its size, with everything up to some block at its new place and the
     /// rest at its old place.
@@ -130,8 +131,7 @@ public:
     ///         whole path when there is none
     std::string getParentPath() const;
     /// @return whether the path can be opened for reading (`fopen`). A file that may not be read counts as absent, and
-    /// a
-    ///         directory that may as present.
+    ///         a directory that may as present.
     bool exists() const;
 
     /// The time of the last access, from `stat`.

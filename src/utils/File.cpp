@@ -1,6 +1,7 @@
 // One file, by its path.
 #include "File.h"
 
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -34,6 +35,18 @@ const char* streamMode(File::FileMode mode)
             break;
     }
     return nullptr;
+}
+
+// Makes the stream forget what it has read ahead, which may not be what is in the file any more. A seek within that
+// would keep it, hence the way around behind it. What waits to be written stays where it is.
+void forgetReadAhead(std::FILE* stream)
+{
+    if (::__fpending(stream) != 0)
+        return;
+    const off_t position = ::ftello(stream);
+    const auto behind = position + static_cast<off_t>(::__fbufsize(stream)) + 1;
+    if (::fseeko(stream, behind, SEEK_SET) == 0)
+        static_cast<void>(::fseeko(stream, position, SEEK_SET));  // where it was a moment ago
 }
 
 // Reads a piece of the file at one offset and writes it at another. Whether all of it was moved; a piece larger than a
@@ -136,7 +149,10 @@ std::int64_t File::write(const char* buf, long len, long off)
 
 bool File::resize(long len)
 {
-    return len >= 0 && _stream != nullptr && ::ftruncate(::fileno(_stream), len) == 0;
+    if (len < 0 || _stream == nullptr || ::ftruncate(::fileno(_stream), len) != 0)
+        return false;
+    forgetReadAhead(_stream);
+    return true;
 }
 
 std::int64_t File::insert(long pos, const char* data, long len)
