@@ -64,6 +64,8 @@ private:
     // Whether what the path names, which need not exist and may be a link, lies in a directory within the folder.
     bool allows(const char* call, const std::string& path) const
     {
+        if (path.empty())
+            return true;  // names nothing
         std::error_code error;
         std::filesystem::path absolute = std::filesystem::absolute(path, error);
         if (!error && !absolute.has_filename())
