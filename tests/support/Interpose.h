@@ -12,8 +12,8 @@
 //     Interposed noted(interpose::shutdown, log.noting("shutdown"));
 //
 // The functions come in families, InterposeSockets.h, InterposeLibc.h, InterposeFiles.h and InterposeGlib.h, one source
-// each; a test program links those it names behind INTERPOSE in kxpal_add_test. To make another function replaceable, add its
-// line to its family's list.
+// each; a test program links those it names behind INTERPOSE in kxpal_add_test. To make another function replaceable,
+// add its line to its family's list.
 #ifndef KXPAL_TESTS_INTERPOSE_H
 #define KXPAL_TESTS_INTERPOSE_H
 
