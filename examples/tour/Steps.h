@@ -17,6 +17,7 @@ extern const Step loggingStep;
 extern const Step eventsStep;
 extern const Step cInterfaceStep;
 extern const Step timersStep;
+extern const Step poolStep;
 extern const Step addressesStep;
 extern const Step interfacesStep;
 extern const Step serverStep;
