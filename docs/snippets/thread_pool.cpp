@@ -80,7 +80,7 @@ int main(int argc, char** argv)
     Murn::ThreadPool pool(4);
     for (long unit = 0; unit < units; ++unit)
         pool.run(new PrimeCount(unit * 1000, (unit + 1) * 1000, sum));  // the pool's from now on
-    application.exec();  // until the sum is complete and quits
+    application.exec();                                                 // until the sum is complete and quits
     // [end]
     return primes == 1229 ? 0 : 1;
 }
