@@ -27,7 +27,11 @@ namespace fs = std::filesystem;
 
 using Names = ChildProcess::Arguments;
 
-const std::string hashOfNothing = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+/// What is printed of an empty file.
+std::string lineOfEmpty(const std::string& name)
+{
+    return "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855  " + name + "\n";
+}
 
 class TemporaryFolder {
 public:
@@ -212,7 +216,7 @@ TEST(Checksum, takesNamesFromTheCommandLineAsTheyAre)
 
     std::string expected;
     for (const std::string& name : names)
-        expected += hashOfNothing + "  " + name + "\n";
+        expected += lineOfEmpty(name);
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, expected);
 }
@@ -263,7 +267,7 @@ TEST(Checksum, readsAsManyFilesAtATimeAsItIsTold)
     EXPECT_EQ(child.wait(), 0);
     std::string expected;
     for (std::size_t file = 2; file < arguments.size(); ++file)
-        expected += hashOfNothing + "  " + arguments[file] + "\n";
+        expected += lineOfEmpty(arguments[file]);
     EXPECT_EQ(child.output(), expected);
 }
 
@@ -295,7 +299,7 @@ TEST(Checksum, goesOnBehindFilesThatCannotBeRead)
     const Outcome outcome = checksum({"-j", "2", first, missing, directory, "/proc/self/mem", "", "odd\nname", last});
 
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.output, hashOfNothing + "  " + first + "\n" + hashOfNothing + "  " + last + "\n");
+    EXPECT_EQ(outcome.output, lineOfEmpty(first) + lineOfEmpty(last));
     EXPECT_EQ(outcome.errors, "checksum: " + missing + ": No such file or directory\n" +  //
                                   "checksum: " + directory + ": Is a directory\n" +       //
                                   "checksum: /proc/self/mem: Input/output error\n" +      //
@@ -371,10 +375,10 @@ TEST(Checksum, showsItsProgressOnATerminalAndNowhereElse)
 
     EXPECT_EQ(shown.wait(), 0);
     EXPECT_THAT(terminal.text(), EndsWith("\r\033[K"));
-    EXPECT_THAT(shown.output(), HasSubstr("  " + shownFifo + "\n" + hashOfNothing + "  " + ready + "\n"));
+    EXPECT_THAT(shown.output(), HasSubstr("  " + shownFifo + "\n" + lineOfEmpty(ready)));
     EXPECT_EQ(silent.wait(), 0);
     EXPECT_THAT(silent.errors(), IsEmpty());
-    EXPECT_EQ(silent.output(), hashOfNothing + "  " + silentFifo + "\n" + hashOfNothing + "  " + ready + "\n");
+    EXPECT_EQ(silent.output(), lineOfEmpty(silentFifo) + lineOfEmpty(ready));
 }
 
 TEST(Checksum, makesRoomForWhatItPrintsOnATerminal)
