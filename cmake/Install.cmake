@@ -34,6 +34,8 @@ set(KXPAL_PUBLIC_HEADERS
   NetworkInterface.h
   NetworkInterfaceInfo.h
   Object.h
+  Plugin.h
+  PluginEntry.h
   Runnable.h
   Socket.h
   Stream.h
@@ -65,5 +67,6 @@ configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/kxPALConfig.cmake.in" "
 # Before 1.0 each minor version may change the interface.
 write_basic_package_version_file("${kxPAL_BINARY_DIR}/kxPALConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES "${kxPAL_BINARY_DIR}/kxPALConfig.cmake" "${kxPAL_BINARY_DIR}/kxPALConfigVersion.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/kxPALPlugin.cmake"
   DESTINATION "${KXPAL_PACKAGE_DIR}")
 install(EXPORT kxPALTargets NAMESPACE kxPAL:: DESTINATION "${KXPAL_PACKAGE_DIR}")

@@ -26,6 +26,8 @@
 #include "NetworkInterface.h"
 #include "NetworkInterfaceInfo.h"
 #include "Object.h"
+#include "Plugin.h"
+#include "PluginEntry.h"
 #include "Runnable.h"
 #include "Socket.h"
 #include "Stream.h"

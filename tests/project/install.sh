@@ -13,7 +13,7 @@ files() {
     public_headers | sed 's|^|include/kxPAL/|'
     echo lib/libkxPAL_impl.so
     echo lib/pkgconfig/kxPAL.pc
-    printf 'lib/cmake/kxPAL/%s.cmake\n' kxPALConfig kxPALConfigVersion kxPALTargets kxPALTargets-CONFIG
+    printf 'lib/cmake/kxPAL/%s.cmake\n' kxPALConfig kxPALConfigVersion kxPALPlugin kxPALTargets kxPALTargets-CONFIG
   )
   actual=$(cd "$prefix" && find . ! -type d | sed -E 's|^\./||; s|kxPALTargets-[a-z]+|kxPALTargets-CONFIG|')
   same "what is installed" "$(sort <<<"$expected")" "$(sort <<<"$actual")"
@@ -30,7 +30,7 @@ classes() {
   install_tree
   cd "$prefix/include/kxPAL"
   local headers classes included
-  headers=$(ls -- *.h | grep -vxE 'Check\.h|Export\.h|Murn\.h|Murn_c\.h')
+  headers=$(ls -- *.h | grep -vxE 'Check\.h|Export\.h|Murn\.h|Murn_c\.h|PluginEntry\.h')
   classes=$(sed -nE 's/^(class|struct) MURN_API ([A-Za-z]+)( .*)?$/\2.h/p' -- *.h | sort)
   same "a header for each class, and no other" "$(sort <<<"$headers")" "$classes"
   included=$(sed -nE 's/^#include "(.*)"$/\1/p' Murn.h)

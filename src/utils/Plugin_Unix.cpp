@@ -1,0 +1,38 @@
+// Plug-ins in shared objects: the platform's loader.
+#include <dlfcn.h>
+
+#include "Check.h"
+#include "Logger.h"
+#include "Plugin.h"
+
+namespace Murn {
+
+void* Plugin::PlatformLoad(const std::string& path)
+{
+    MURN_CHECK(!path.empty());
+    void* const handle = ::dlopen(path.c_str(), RTLD_LAZY);
+    if (handle == nullptr)
+        Logger::Warning("PAL", "Shared library \"%s\" failed to open with error: %s!", path.c_str(), ::dlerror());
+    else
+        Logger::Message("PAL", "Shared library \"%s\" opened successfully.", path.c_str());
+    return handle;
+}
+
+bool Plugin::PlatformUnload(void* handle)
+{
+    MURN_CHECK(handle);
+    const bool closed = ::dlclose(handle) == 0;
+    if (closed)
+        Logger::Message("PAL", "Shared library closed successfully.");
+    else
+        Logger::Warning("PAL", "Shared library failed to close with error: %s!", ::dlerror());
+    return closed;
+}
+
+void* Plugin::FindSymbol(void* handle, const std::string& name)
+{
+    MURN_CHECK(handle);
+    return ::dlsym(handle, name.c_str());
+}
+
+}  // namespace Murn
