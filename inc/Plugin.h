@@ -21,8 +21,9 @@ namespace Murn {
 /// has to close it, with a warning, and then returns into code that is not there any more, unless somebody else keeps
 /// the shared object open. For the same reason no event, timer, thread or function of a plug-in may outlast it.
 ///
-/// Being an Object, a plug-in belongs to the thread that loads it, and its references are counted: Load() takes one,
-/// the host's own parts may take more, and Unload() refuses until they are released.
+/// Being an Object, a plug-in belongs to the thread that loads it and goes before the loop of this thread ends, and its
+/// references are counted: Load() takes one, the host's own parts may take more, and Unload() refuses until they are
+/// released.
 class MURN_API Plugin : public Object {
 public:
     /// A plug-in that is not loaded: without file and handle.
@@ -32,7 +33,7 @@ public:
     ~Plugin() override;
 
     /// Deletes the plug-in at once, on the thread of the caller and without an event, unlike other objects: the shared
-    /// object is to be closed right after it. For Unload() and deref().
+    /// object is to be closed right after it. For Unload() and deref(). A null `this` does nothing.
     void destroy() override;
     /// Any thread. For the host to ask; Unload() does not, so an override changes nothing for it.
     /// @return whether only the reference of Load() is left
@@ -52,9 +53,8 @@ public:
     /// Any thread that is to own the plug-in. Opens a shared object (PlatformLoad()), calls its entry function, the
     /// undecorated "__Ormet_PAL_PluginLoad", and takes a reference on the object that this returns. Nothing else is
     /// looked at: a shared object that was built against other headers may do anything.
-    /// @param path  as `dlopen` takes it: one without "/" is searched for in the system's folders. Not empty, or a
-    /// fatal
-    ///              check ends the process.
+    /// @param path  as `dlopen` takes it: one without "/" is searched for in the system's folders. An empty one ends
+    ///              the process through a fatal check.
     /// @return the plug-in, to be handed to Unload(); null with a warning in the log when the shared object cannot be
     ///         opened, has no entry function, or this returns null
     static Plugin* Load(const std::string& path);

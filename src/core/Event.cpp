@@ -2,19 +2,13 @@
 #include "Event.h"
 
 #include "DeleteLaterEvent.h"
+#include "PossiblyNull.h"
 
 namespace Murn {
 
 namespace {
 
 constexpr unsigned int deleteLaterType = 1;
-
-// Hides from the compiler that a pointer came from `this`, which it takes for never null.
-Event* possiblyNull(Event* event)
-{
-    __asm__("" : "+r"(event));
-    return event;
-}
 
 }  // namespace
 
