@@ -9,6 +9,9 @@ function(murn_add_plugin name)
   endif()
   add_library(${name} MODULE ${ARGN})
   target_link_libraries(${name} PRIVATE kxPAL::kxPAL)
-  # Nothing but the entry function leaves it: plug-ins do not see each other's symbols.
+  # Of its own code nothing but the entry function leaves it.
   set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".so" CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  # g++ marks some template instances, those of std::make_shared among them, as the only ones of a process. A shared
+  # object that has one is never closed.
+  target_compile_options(${name} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>")
 endfunction()

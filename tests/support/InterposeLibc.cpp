@@ -1,4 +1,4 @@
-// Defines the replaceable functions for backtraces, clocks and memory.
+// Defines the replaceable functions for backtraces, clocks, memory and the dynamic loader.
 #include "InterposeLibc.h"
 
 KXPAL_INTERPOSE_LIBC(KXPAL_INTERPOSE_DEFINE)

@@ -1,7 +1,11 @@
-// Replaceable functions: backtraces, clocks and memory. See Interpose.h.
+// Replaceable functions: backtraces, clocks, memory and the dynamic loader. See Interpose.h.
+//
+// dlsym() is not among them, since Interpose.h itself finds the real functions with it; nor is dlerror(), whose text
+// that search would change.
 #ifndef KXPAL_TESTS_INTERPOSE_LIBC_H
 #define KXPAL_TESTS_INTERPOSE_LIBC_H
 
+#include <dlfcn.h>
 #include <execinfo.h>
 #include <sys/mman.h>
 #include <sys/time.h>
@@ -21,7 +25,9 @@
     X(int, usleep, (useconds_t microseconds), (microseconds), )                                                        \
     X(void*, mmap, (void* address, size_t length, int protection, int flags, int fd, off_t offset),                    \
       (address, length, protection, flags, fd, offset), noexcept)                                                      \
-    X(int, munmap, (void* address, size_t length), (address, length), noexcept)
+    X(int, munmap, (void* address, size_t length), (address, length), noexcept)                                        \
+    X(void*, dlopen, (const char* path, int flags), (path, flags), noexcept)                                           \
+    X(int, dlclose, (void* handle), (handle), noexcept)
 
 namespace interpose {
 KXPAL_INTERPOSE_LIBC(KXPAL_INTERPOSE_DECLARE)
