@@ -76,4 +76,33 @@ find_package() {
   expect_greeting build/host
 }
 
+# A plug-in and its host, in a project of their own.
+plugins() {
+  install_tree
+  cp -r "$tests/plugins" source
+  use_host_settings
+  "$KXPAL_CMAKE" -S source -B build -DCMAKE_PREFIX_PATH="$prefix"
+  "$KXPAL_CMAKE" --build build
+  local output
+  output=$(LD_LIBRARY_PATH=$prefix/lib build/host build/greeter.so) || fail "the host ended with $?: $output"
+  same "the host's output" "$(printf '%s\n' "Loaded: greeter" "Hello from a plug-in." "Good-bye." "The greeter is gone.")" \
+    "$output"
+  same "what of its own leaves the plug-in" __Ormet_PAL_PluginLoad \
+    "$(nm -D --defined-only build/greeter.so | sed -n 's/.* [BDRT] //p')"
+}
+
+# One without CMake, from the flags that pkg-config tells.
+plugin_by_hand() {
+  install_tree
+  export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+  local flags output
+  flags=$(pkg-config --cflags --libs kxPAL)
+  # shellcheck disable=SC2086 # the flags are words
+  "$KXPAL_CXX" -std=c++11 -fPIC -shared "${host_flags[@]}" "$tests/plugins/greeter.cpp" -o greeter.so $flags
+  # shellcheck disable=SC2086 # the flags are words
+  "$KXPAL_CXX" -std=c++11 "${host_flags[@]}" "$tests/plugins/host.cpp" -o host $flags
+  output=$(LD_LIBRARY_PATH=$prefix/lib ./host ./greeter.so) || fail "the host ended with $?: $output"
+  contains "$output" "Loaded: greeter"
+}
+
 run_case "$@"
