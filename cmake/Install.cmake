@@ -27,6 +27,7 @@ set(KXPAL_PUBLIC_HEADERS
   IStreamReadHandler.h
   LogHandler.h
   Logger.h
+  MulticastUdpSocket.h
   Murn.h
   Murn_c.h
   Mutex.h

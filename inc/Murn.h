@@ -20,6 +20,7 @@
 #include "IStreamReadHandler.h"
 #include "LogHandler.h"
 #include "Logger.h"
+#include "MulticastUdpSocket.h"
 #include "Murn_c.h"
 #include "Mutex.h"
 #include "MutexLocker.h"

@@ -201,6 +201,9 @@ public:
 protected:
     Family _family;  ///< The family of the descriptor; 0 when it came from elsewhere.
     int _socket;     ///< The descriptor; -1 once closed.
+
+private:
+    friend class MulticastUdpSocket;  // waits for several descriptors at once
 };
 
 }  // namespace Murn

@@ -62,6 +62,12 @@ public:
     /// @param on  whether it does
     void setMulticastLoop(bool on);
     bool multicastLoop() const;
+
+private:
+    friend class MulticastUdpSocket;
+
+    // Shares a descriptor with the socket that owns it; both close it.
+    MURN_LOCAL UdpSocket(Socket::Family family, int fd);
 };
 
 }  // namespace Murn

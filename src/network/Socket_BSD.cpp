@@ -15,6 +15,7 @@
 
 #include "Check.h"
 #include "TcpSocket.h"
+#include "network/Descriptor.h"
 
 namespace Murn {
 
@@ -108,12 +109,11 @@ Socket::~Socket()
 
 bool Socket::close()
 {
-    if (_socket == -1)
+    const int fd = takeDescriptor(_socket);
+    if (fd == -1)
         return false;
-    ::shutdown(_socket, SHUT_RDWR);  // refused on a socket that is not connected, which does not matter
-    const bool closed = ::close(_socket) == 0;
-    _socket = -1;
-    return closed;
+    ::shutdown(fd, SHUT_RDWR);  // refused on a socket that is not connected, which does not matter
+    return ::close(fd) == 0;
 }
 
 bool Socket::connect(const HostAddress& server, unsigned short port)
@@ -179,23 +179,25 @@ long Socket::send(const void* data, std::size_t length)
 
 long Socket::sendto(const void* data, std::size_t length, const HostAddress& to, unsigned short port)
 {
+    const int fd = readDescriptor(_socket);
     if (_family == IPv4) {
         MURN_CHECK(to.type() == HostAddress::IPv4);
         const sockaddr_in address = withPort(to._address.ipv4, port);
-        return ::sendto(_socket, data, length, 0, generic(address), sizeof address);
+        return ::sendto(fd, data, length, 0, generic(address), sizeof address);
     }
     if (_family == IPv6) {
         MURN_CHECK(to.type() == HostAddress::IPv6);
         const sockaddr_in6 address = withPort(to._address.ipv6, port);
-        return ::sendto(_socket, data, length, 0, generic(address), sizeof address);
+        return ::sendto(fd, data, length, 0, generic(address), sizeof address);
     }
     return 0;
 }
 
 long Socket::recvfrom(void* buffer, std::size_t length, HostAddress* from, unsigned short* port)
 {
+    const int fd = readDescriptor(_socket);
     if (from == nullptr)
-        return ::recvfrom(_socket, buffer, length, 0, nullptr, nullptr);
+        return ::recvfrom(fd, buffer, length, 0, nullptr, nullptr);
 
     // Bytes that the new kind of address does not use are to be zero, so an address of another kind goes first.
     const HostAddress::Type type = _family == IPv4 ? HostAddress::IPv4 : HostAddress::IPv6;
@@ -204,7 +206,7 @@ long Socket::recvfrom(void* buffer, std::size_t length, HostAddress* from, unsig
 
     socklen_t room = sizeof from->_address;
     auto* const sender = reinterpret_cast<sockaddr*>(&from->_address);
-    const long received = ::recvfrom(_socket, buffer, length, 0, sender, &room);
+    const long received = ::recvfrom(fd, buffer, length, 0, sender, &room);
     // A failed call leaves the room as it was, and one without a sender's address makes it 0.
     if (room != 0 && room < sizeof from->_address)
         std::memset(reinterpret_cast<char*>(sender) + room, 0, sizeof from->_address - room);

@@ -5,6 +5,11 @@ namespace Murn {
 
 UdpSocket::UdpSocket(Socket::Family family) : Socket(family, Socket::Datagram) {}
 
+UdpSocket::UdpSocket(Socket::Family family, int fd) : Socket(fd)
+{
+    _family = family;
+}
+
 UdpSocket::~UdpSocket() = default;
 
 bool UdpSocket::bind(const HostAddress& address, unsigned short port)

@@ -36,6 +36,8 @@
     X(int, getsockname, (int fd, sockaddr* address, socklen_t* length), (fd, address, length), noexcept)      \
     X(int, getpeername, (int fd, sockaddr* address, socklen_t* length), (fd, address, length), noexcept)      \
     X(int, shutdown, (int fd, int how), (fd, how), noexcept)                                                  \
+    X(int, pipe2, (int ends[2], int flags), (ends, flags), noexcept)                                          \
+    X(ssize_t, write, (int fd, const void* data, size_t length), (fd, data, length), )                        \
     X(int, close, (int fd), (fd), )                                                                           \
     X(int, gethostname, (char* name, size_t length), (name, length), noexcept)                                \
     X(int, getaddrinfo, (const char* name, const char* service, const addrinfo* hints, addrinfo** result),    \

@@ -1,0 +1,28 @@
+// Whether another thread of the process waits in a system call.
+#ifndef KXPAL_TESTS_THREAD_STATE_H
+#define KXPAL_TESTS_THREAD_STATE_H
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+/// The calling thread's number, for others to ask about it.
+inline long threadNumber()
+{
+    return ::syscall(SYS_gettid);
+}
+
+/// Whether a thread of this process sleeps: in a system call that waits, or for a lock.
+inline bool isAsleep(long thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    // "number (name) state ...", where the name may have anything in it.
+    const std::size_t name = line.rfind(") ");
+    return name != std::string::npos && line.compare(name + 2, 1, "S") == 0;
+}
+
+#endif
