@@ -52,7 +52,9 @@ public:
     bool createDir(std::string name);
     /// Makes this directory and every one above it that is missing. The mode of each directory on the way, those that
     /// were there already included, becomes 0777 where the process may change it: meant for directories that several
-    /// users share. The path stays as it is.
+    /// users share. A process that may do anything so opens every directory up to the root, and takes the sticky bit
+    /// from /tmp. Where that is not wanted, make one directory after the other with createDir(). The path stays as it
+    /// is.
     ///
     /// A missing directory right below the root is made in the directory of the program instead, and what follows fails
     /// then. Kept, because the rule for empty paths says so.

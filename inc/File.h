@@ -13,6 +13,8 @@ namespace Murn {
 /// One file, named by its path: whole-file operations, and reads and writes at an offset. Stands on the streams of
 /// stdio. Offsets and sizes are in bytes.
 ///
+/// A fifo that nobody writes to makes open(), exists() and size() wait, and whatever asks for these.
+///
 /// A file must exist to be opened; create() is the only way to make one. Failures are told by the result alone, and
 /// errno says why when a system call failed. Operations on the path (exists(), size(), create(), removeFile(), move(),
 /// the times) work whether the file is open or not.
