@@ -22,6 +22,7 @@ extern const Step addressesStep;
 extern const Step interfacesStep;
 extern const Step serverStep;
 extern const Step valuesStep;
+extern const Step filesStep;
 extern const Step leavingStep;
 
 #endif
