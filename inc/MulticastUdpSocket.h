@@ -24,10 +24,11 @@ namespace Murn {
 ///     socket.sendto("hello", 5, 5000);                    // to the group, on each interface
 ///     long size = socket.recvfrom(buffer, sizeof buffer, &from, &port);  // waits
 ///
-/// **Copies.** A datagram leaves once for each interface and group. The sender gets its own datagrams too. And on Linux
-/// each of the sockets receives what arrives for the group at *any* interface of its machine, as long as they are bound
-/// to the wildcard address. So a receiver with two interfaces on the network of a sender with two gets four copies of
-/// a datagram: two that arrive, each read from two sockets. Hosts number their datagrams and skip what they have had.
+/// **Copies.** A datagram leaves once for each interface and group, and the sender gets its own datagrams too. Since
+/// the sockets are bound to the wildcard address, Linux gives each of them what arrives at *any* interface of the
+/// machine, for all groups that any of its programs has joined there. So a receiver with two interfaces on the networks
+/// of a sender with two gets four copies of a datagram: two that arrive, each read from two sockets. Hosts number their
+/// datagrams, skip what they have had, and say in them what they are about.
 ///
 /// **Threads.** One thread at a time, not locked, but for this: one thread may receive while another sends, and any
 /// thread may call wakeUp() and close() meanwhile. Registering and destroying must not overlap anything else: wake the
@@ -89,9 +90,9 @@ public:
     /// @param data    what to send
     /// @param length  its size in bytes
     /// @param port    the receivers' port, in host byte order
-    /// @return 0 when the datagram left to all groups on at least one interface; -1 when it did on none; 3 when no
-    ///         group is registered; 4 when there are no interfaces; 5 when no socket is bound, which cannot come about,
-    ///         since a registration without a bound socket registers nothing
+    /// @return 0 when the datagram left to all groups on at least one interface; -1 when it did on none, as
+    ///         after close(); 3 when no group is registered; 4 when there are no interfaces; 5 when no socket is bound,
+    ///         which cannot come about, since a registration without a bound socket registers nothing
     int sendto(const void* data, std::size_t length, unsigned short port);
 
     /// One thread at a time, not locked; see the class for what others may do meanwhile. Waits without a limit until a
