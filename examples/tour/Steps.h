@@ -20,6 +20,7 @@ extern const Step timersStep;
 extern const Step poolStep;
 extern const Step addressesStep;
 extern const Step interfacesStep;
+extern const Step multicastStep;
 extern const Step serverStep;
 extern const Step valuesStep;
 extern const Step filesStep;
