@@ -37,25 +37,33 @@ std::string textOf(int fd)
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::string& program, const Arguments& arguments, std::optional<rlimit> descriptors)
-    : _output(collector("child-output")), _errors(collector("child-errors")), _child(-1)
+ChildProcess::ChildProcess(const std::string& program, const Arguments& arguments, const Surroundings& surroundings)
+    : _input(-1), _output(collector("child-output")), _errors(collector("child-errors")), _child(-1)
 {
     std::vector<char*> argv;
     argv.push_back(const_cast<char*>(program.c_str()));
     for (const std::string& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
+    int ends[2] = {-1, -1};
+    if (surroundings.hasInput && ::pipe2(ends, O_CLOEXEC) != 0)
+        throw std::runtime_error("no way to type for a child");
 
     _child = ::fork();
     if (_child == -1)
         throw std::runtime_error("no child process");
-    if (_child != 0)
+    if (_child != 0) {
+        ::close(ends[0]);
+        _input = ends[1];
         return;
+    }
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::signal(SIGPIPE, SIG_DFL);
-    if (descriptors)
-        ::setrlimit(RLIMIT_NOFILE, &*descriptors);
-    ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    if (surroundings.descriptors)
+        ::setrlimit(RLIMIT_NOFILE, &*surroundings.descriptors);
+    if (surroundings.enter && !surroundings.enter())
+        ::_exit(126);
+    ::dup2(surroundings.hasInput ? ends[0] : ::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     ::dup2(_output, STDOUT_FILENO);
     ::dup2(_errors, STDERR_FILENO);
     ::execv(program.c_str(), argv.data());
@@ -68,6 +76,7 @@ ChildProcess::~ChildProcess()
         ::kill(_child, SIGKILL);
         ::waitpid(_child, nullptr, 0);
     }
+    endInput();
     ::close(_output);
     ::close(_errors);
 }
@@ -80,6 +89,19 @@ std::string ChildProcess::output() const
 std::string ChildProcess::errors() const
 {
     return textOf(_errors);
+}
+
+void ChildProcess::type(const std::string& text) const
+{
+    if (::write(_input, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        throw std::runtime_error("a child takes no input");
+}
+
+void ChildProcess::endInput()
+{
+    if (_input != -1)
+        ::close(_input);
+    _input = -1;
 }
 
 void ChildProcess::signal(int number) const

@@ -5,9 +5,17 @@
 #include <sys/resource.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
+
+/// What a child finds when it starts, besides its arguments.
+struct Surroundings {
+    std::optional<rlimit> descriptors;  ///< The limit of open descriptors; none for the test's own.
+    std::function<bool()> enter;        ///< Moves the child to another place before its program starts, if set.
+    bool hasInput = false;              ///< Whether its standard input is what the test types; else it is empty.
+};
 
 /// Runs a program and collects what it prints. The child ends with this object at the latest, or with the test.
 class ChildProcess {
@@ -15,9 +23,7 @@ public:
     using Arguments = std::vector<std::string>;
 
     /// Starts the program with default signal actions, SIGPIPE's among them.
-    /// @param descriptors  the limit of open descriptors for the child; none for the test's own
-    ChildProcess(const std::string& program, const Arguments& arguments,
-                 std::optional<rlimit> descriptors = std::nullopt);
+    ChildProcess(const std::string& program, const Arguments& arguments, const Surroundings& surroundings = {});
     /// Kills the child if it still runs.
     ~ChildProcess();
 
@@ -32,6 +38,11 @@ public:
     /// @param expression  a regular expression in the form of POSIX
     bool waitForOutput(const std::string& expression) const;
 
+    /// Has the child read something from its standard input.
+    void type(const std::string& text) const;
+    /// Ends its standard input.
+    void endInput();
+
     void signal(int number) const;
     /// Stops the child where it is, until resume().
     void pause() const;
@@ -41,6 +52,7 @@ public:
     std::optional<int> wait();
 
 private:
+    int _input;  // -1 when the child has none of the test's
     int _output;
     int _errors;
     pid_t _child;

@@ -14,7 +14,7 @@ ChildProcess::Arguments onAnyPort(ChildProcess::Arguments arguments)
 }  // namespace
 
 EchoServerProcess::EchoServerProcess(Arguments arguments, std::optional<rlimit> descriptors)
-    : ChildProcess(ECHO_SERVER_PROGRAM, onAnyPort(std::move(arguments)), descriptors), _port(0)
+    : ChildProcess(ECHO_SERVER_PROGRAM, onAnyPort(std::move(arguments)), {descriptors, nullptr, false}), _port(0)
 {
     // The line "Listening on 127.0.0.1 port 7007 with 2 threads; ...", complete.
     if (!waitForOutput("Listening on [^ ]+ port [0-9]+ with [^\n]*\n"))
