@@ -27,7 +27,8 @@ class Thread;
 class MURN_API Application {
 public:
     /// Starts the runtime and makes the calling thread the main application thread. A second application ends the
-    /// process through a fatal check.
+    /// process through a fatal check. What the standard library throws, for want of memory or for an argument that is
+    /// null, leaves no application behind.
     /// @param argc  the number of program arguments; 0 or less for none
     /// @param argv  the arguments, which are copied
     Application(int argc, char** argv);
@@ -107,6 +108,8 @@ public:
 
 private:
     friend struct ApplicationC;  // the functions of Murn_c.h
+
+    MURN_LOCAL void forget();
 
     MURN_LOCAL static std::atomic<Application*> _Instance;
 

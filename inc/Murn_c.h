@@ -39,8 +39,9 @@ typedef struct Murn_Object Murn_Object;
 /// @param argv  the arguments, which are copied. Ignored by all calls but the first.
 MURN_API void Murn_C_application_init(int argc, char** argv);
 
-/// Counted end. One thread at a time, not locked, and the last call on the main application thread: it ends the runtime
-/// when the number of shutdowns reaches the number of inits.
+/// Counted end. One thread at a time, not locked, and the last call on the main application thread, outside of any
+/// handler, after every other thread that uses the runtime has ended: it ends the runtime when the number of shutdowns
+/// reaches the number of inits.
 ///
 /// There is no guard against a shutdown too many, on purpose: the counter, of 32 bits, wraps to its largest value. An
 /// init after that only counts, and starts nothing.
@@ -52,8 +53,10 @@ MURN_API void Murn_C_application_shutdown(void);
 /// counted kind it ends the process through a fatal check.
 ///
 /// There is no counterpart in C: the thread stays registered, and what is kept for it (a few hundred bytes and three
-/// GLib objects) stays until the process ends. Register threads that live as long as the application. A component in
-/// C++ may call Murn::Application::UnregisterExternalThread() at the thread's end.
+/// GLib objects) stays until the process ends. **A registered thread must not end before the last thing that the
+/// application is used for:** the system may give its handle to a later thread, which would then count as registered
+/// and get its events, or, if the runtime starts it, end the process through a fatal check. A thread that does end
+/// earlier needs a component in C++ that calls Murn::Application::UnregisterExternalThread() on it.
 MURN_API void Murn_C_thread_register(void);
 
 /// Plain start. Starts the runtime and makes the calling thread the main application thread. Nothing is counted.
@@ -61,8 +64,9 @@ MURN_API void Murn_C_thread_register(void);
 /// @param argv  the arguments, which are copied
 MURN_API void Murn_Application_Init(int argc, char** argv);
 
-/// Plain end. The main application thread only, outside of any handler. Ends the runtime, whichever way it was started;
-/// does nothing without one. Not for an application of the counted kind, whose last shutdown would end it once more.
+/// Plain end. The main application thread only, outside of any handler, after every other thread that uses the runtime
+/// has ended. Deletes the application, which Murn_Application_Init() made, or a component in C++ with `new`; does
+/// nothing without one. Not for an application of the counted kind, whose last shutdown would end it once more.
 MURN_API void Murn_Application_Cleanup(void);
 
 /// The main application thread only. Runs its event loop until a component in C++ calls Murn::Application::Quit(). The

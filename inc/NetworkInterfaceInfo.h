@@ -17,7 +17,8 @@ struct MURN_API NetworkInterfaceInfo {
     /// such as "eth0:1".
     std::string name;
     /// The hardware address in wire order: the six bytes of Ethernet, then two that are zero. Of a longer address only
-    /// what fits: eight bytes in the list of addressed interfaces, six in that of physical ones. All zero when the
+    /// what fits: eight bytes in the list of addressed interfaces, six in that of physical ones. Behind a shorter one,
+    /// such as a tunnel's of four bytes, stands what the query left there. All zero when the
     /// platform did not tell, and for devices that have none.
     unsigned char mac[8] = {};
     /// Nothing in the library fills or reads it; a copy carries it along.

@@ -18,8 +18,8 @@ public:
     Runnable& operator=(const Runnable&) = delete;
 
     /// Called once, on a worker of the pool, which is a registered Thread: objects can be created here and events
-    /// posted from here. It may hand in further units. It must not throw: nothing catches the exception, and the
-    /// process ends.
+    /// posted from here. It may hand in further units, as long as nobody has begun to destroy the pool. It must not
+    /// throw: nothing catches the exception, and the process ends.
     virtual void run() = 0;
 };
 

@@ -24,9 +24,9 @@ public:
     /// @param count  how many workers; not negative. A pool of none keeps what is handed to it and runs nothing.
     explicit ThreadPool(int count);
     /// Any thread but the pool's own workers; the application must still be there. Waits until all units that were
-    /// handed in before have run, and the workers have ended. A unit that was handed in by others meanwhile and found
-    /// no worker any more ends the process through a fatal check, because it would be lost; so does any unit in a pool
-    /// without workers.
+    /// handed in before have run, and the workers have ended. A unit that was handed in meanwhile, by others or by a
+    /// unit that ran, and found no worker any more ends the process through a fatal check, because it would be lost; so
+    /// does any unit in a pool without workers.
     ~ThreadPool();
 
     ThreadPool(const ThreadPool&) = delete;

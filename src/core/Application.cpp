@@ -58,11 +58,16 @@ Application::Application(int argc, char** argv) : _impl(new ApplicationGlib)
         const bool isTheOnlyApplication = _Instance.compare_exchange_strong(none, this);
         MURN_CHECK(isTheOnlyApplication);
         _impl->_threads = g_hash_table_new(nullptr, nullptr);
+    }
+    // Without memory, or with an argument that is null, there is to be no application: not half of one either.
+    try {
         for (int index = 0; index < argc; ++index)
             _impl->_arguments.emplace_back(argv[index]);
+        _impl->_mainThread = new Thread;
+    } catch (...) {
+        forget();
+        throw;
     }
-
-    _impl->_mainThread = new Thread;
     ThreadImpl::Of(_impl->_mainThread)->adoptCallingThread();
     RegisterThread(_impl->_mainThread);
 }
@@ -73,6 +78,12 @@ Application::~Application()
     UnregisterThread(_impl->_mainThread);
     delete _impl->_mainThread;  // its last events are delivered here
     _impl->_mainThread = nullptr;
+    // Threads that the last events handed over are not collected any more.
+    forget();
+}
+
+void Application::forget()
+{
     {
         const MutexLocker locker(&_impl->_registryMutex);
         _Instance = nullptr;
@@ -80,7 +91,6 @@ Application::~Application()
         _impl->_threads = nullptr;
         _impl->_arguments.clear();
     }
-    // Threads that the last events handed over are not collected any more.
     delete _impl;
     _impl = nullptr;
 }

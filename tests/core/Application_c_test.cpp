@@ -9,6 +9,7 @@
 #include <kxPAL/Thread.h>
 #include <kxPAL/Timer.h>
 
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -179,6 +180,21 @@ TEST_F(CInterface, countedAndPlainEndsKnowNothingOfEachOther)
     Murn_C_application_init(0, nullptr);  // and is back at 0
     EXPECT_NE(Application::MainApplicationThread(), nullptr);
     Murn_Application_Cleanup();
+}
+
+TEST_F(CInterface, initThatThrowsCountsNothingAndLeavesNoApplication)
+{
+    char name[] = "host";
+    char* arguments[] = {name, nullptr};
+    EXPECT_THROW(Murn_C_application_init(2, arguments), std::logic_error) << "a string from a null pointer";
+    EXPECT_EQ(Application::CurrentThread(), nullptr);
+    EXPECT_THROW(Murn_Application_Init(2, arguments), std::logic_error);
+    Murn_Application_Cleanup();
+
+    Murn_C_application_init(1, arguments);
+    EXPECT_NE(Application::CurrentThread(), nullptr) << "the count was still 0";
+    Murn_C_application_shutdown();
+    EXPECT_EQ(Application::CurrentThread(), nullptr);
 }
 
 TEST(CInterfaceWarnings, unregisteredThreadsProcessNothing)

@@ -4,9 +4,12 @@
 #include <kxPAL/ThreadPool.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <map>
 #include <new>
 #include <type_traits>
 
+#include "FatalTest.h"
 #include "InterposeGlib.h"
 #include "Runtime.h"
 #include "Units.h"
@@ -98,19 +101,29 @@ TEST_F(ThreadPoolImplTest, takesAReferenceOnTheQueueForEachWorkerRightBeforeItSt
     EXPECT_EQ(queue, recordOf(pool)->_queue);
 }
 
-TEST_F(ThreadPoolImplTest, endsInOrder)
+TEST_F(ThreadPoolImplTest, beginsAndEndsInTheOrderOfItsThreads)
 {
-    Names handles;
-    Names contexts;
-    const Interposed starting(interpose::g_thread_try_new, [&](auto real, auto... arguments) {
-        GThread* const handle = real(arguments...);
-        handles.push_back(handle);
-        return handle;
-    });
+    Names started;
+    std::map<const void*, const void*> handleOf;
+    const Interposed starting(interpose::g_thread_try_new,
+                              [&](auto real, const gchar* name, GThreadFunc function, gpointer data, GError** error) {
+                                  GThread* const handle = real(name, function, data, error);
+                                  started.push_back(data);
+                                  handleOf[data] = handle;
+                                  return handle;
+                              });
     auto pool = std::make_unique<ThreadPool>(3);
     const GAsyncQueue* const queue = recordOf(*pool)->_queue;
-    for (int index = 0; index < 3; ++index)
-        contexts.push_back(ThreadImpl::Of(&recordOf(*pool)->_threads[index])->context());
+    Names inArray;
+    Names handles;
+    Names contexts;
+    for (int index = 0; index < 3; ++index) {
+        ThreadImpl* const impl = ThreadImpl::Of(&recordOf(*pool)->_threads[index]);
+        inArray.push_back(impl);
+        handles.push_back(handleOf[impl]);
+        contexts.push_back(impl->context());
+    }
+    EXPECT_EQ(started, inArray);
     Names markers;
     const Interposed pushing(interpose::g_async_queue_push, [&](auto real, GAsyncQueue* pushed, gpointer item) {
         _log.note(pushed == queue ? "push" : "push elsewhere");
@@ -139,6 +152,27 @@ TEST_F(ThreadPoolImplTest, endsInOrder)
                                           "join 2", "release queue",  //
                                           "destroy 2", "destroy 1", "destroy 0", "release queue"));
     EXPECT_THAT(markers, ElementsAre(markers[0], markers[0], markers[0]));
+}
+
+TEST_F(ThreadPoolImplTest, looksForLeftWorkWhenTheWorkersAreGone)
+{
+    EXPECT_FATAL_AFTER(
+        {
+            auto* const pool = new ThreadPool(1);
+            const GMainContext* const worker = ThreadImpl::Of(&recordOf(*pool)->_threads[0])->context();
+            const Interposed joining(interpose::g_thread_join, [&](auto real, GThread* handle) {
+                const gpointer result = real(handle);
+                pool->run(new FunctionUnit([] {}));
+                return result;
+            });
+            const Interposed destroying(interpose::g_main_context_unref, [&](auto real, GMainContext* context) {
+                if (context == worker)
+                    std::printf("The worker is gone.\n");
+                real(context);
+            });
+            delete pool;
+        },
+        "The worker is gone.\n", "g_async_queue_length(_queue) == 0", "src/core/ThreadPool.cpp");
 }
 
 TEST_F(ThreadPoolImplTest, pushesOneMarkerAndNeverAUnit)
