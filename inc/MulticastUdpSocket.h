@@ -26,9 +26,9 @@ namespace Murn {
 ///
 /// **Copies.** A datagram leaves once for each interface and group, and the sender gets its own datagrams too. Since
 /// the sockets are bound to the wildcard address, Linux gives each of them what arrives at *any* interface of the
-/// machine, for all groups that any of its programs has joined there. So a receiver with two interfaces on the networks
-/// of a sender with two gets four copies of a datagram: two that arrive, each read from two sockets. Hosts number their
-/// datagrams, skip what they have had, and say in them what they are about.
+/// machine, for all groups that any of its programs has joined there. So a receiver that shares two networks with a
+/// sender gets four copies of a datagram: two that arrive, each read from two sockets. Hosts number their datagrams,
+/// skip what they have had, and say in them what they are about.
 ///
 /// **Threads.** One thread at a time, not locked, but for this: one thread may receive while another sends, and any
 /// thread may call wakeUp() and close() meanwhile. Registering and destroying must not overlap anything else: wake the
@@ -107,13 +107,14 @@ public:
     /// @param from    gets the sender's address, or null
     /// @param port    gets the sender's port in host byte order, or null; needs `from`
     /// @return the number of bytes, which is 0 for an empty datagram; -1 when it was woken, or the call failed; 0 when
-    ///         there are no interfaces or the sockets are closed, both without waiting, and when the wait failed, with
-    ///         the warning " select failed". A signal that the host handles on this thread makes the wait fail, and so
-    ///         does a close() that comes right before it.
+    ///         there are no interfaces or the sockets are closed, both without waiting, so that a loop that receives
+    ///         needs another reason to end than -1 alone where somebody may close(); when the wait failed, with the
+    ///         warning " select failed", as a signal that the host handles on this thread makes it, and a close() right
+    ///         before it; and when there was nothing to receive after all, with " no data received in recvfrom".
     long recvfrom(void* buffer, std::size_t length, HostAddress* from, unsigned short* port);
 
     /// Any thread. Makes the recvfrom() that waits, and all later ones, return -1: writes a byte to the wake-up pipe
-    /// and prints "Wakeup" as a line on standard output. Without a pipe it does neither, and nobody is woken.
+    /// and prints "Wakeup" as a line on standard output. Without a pipe it does neither, and wakes nobody.
     /// @return true
     bool wakeUp();
     /// Any thread. Calls wakeUp(), and then closes every socket; the object stays, but can do nothing any more. The
@@ -123,7 +124,7 @@ public:
 
     /// One thread at a time, not locked. Makes the wake-up pipe (`pipe2`), for the constructor; a pipe that is there is
     /// forgotten without being closed. A failure is logged, "Cant create pipe!", and leaves the socket without one:
-    /// then a receiver can be woken only by a datagram. After implClose() it makes a new pipe, so that a socket that
+    /// then wakeUp() wakes no receiver. After implClose() it makes a new pipe, so that a socket that
     /// was woken can receive again.
     void implInit();
     /// One thread at a time, not locked; nobody may receive meanwhile. Closes the wake-up pipe, if there is one.

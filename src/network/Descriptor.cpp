@@ -1,6 +1,8 @@
 // The descriptor of a socket that one thread closes while others use it.
 #include "network/Descriptor.h"
 
+#include <sys/socket.h>
+
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -47,12 +49,17 @@ DescriptorUse::~DescriptorUse()
     _lock.unlock_shared();
 }
 
-DescriptorEnd::DescriptorEnd(const Socket& socket) : _lock(lockOf(socket)), _held(lockWithin(_lock, patience)) {}
+DescriptorEnd::DescriptorEnd(const Socket& socket, int descriptor) : _lock(lockOf(socket))
+{
+    if (lockWithin(_lock, patience))
+        return;
+    ::shutdown(descriptor, SHUT_RDWR);  // ends calls that wait, although the system denies it for want of a connection
+    _lock.lock();
+}
 
 DescriptorEnd::~DescriptorEnd()
 {
-    if (_held)
-        _lock.unlock();
+    _lock.unlock();
 }
 
 }  // namespace Murn

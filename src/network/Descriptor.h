@@ -37,11 +37,12 @@ private:
     std::shared_mutex& _lock;
 };
 
-/// What a thread holds that closes a socket which others may be using. It waits for these for a moment only: who stays
-/// longer waits within its call, where nothing can happen to it, until the socket is closed.
+/// What a thread holds that closes a socket which others may be using. It waits until they are done. Who stays for more
+/// than a moment waits within its call, which a `shutdown` ends.
 class DescriptorEnd {
 public:
-    explicit DescriptorEnd(const Socket& socket);
+    /// @param descriptor  the socket's; -1 when it is closed already
+    DescriptorEnd(const Socket& socket, int descriptor);
     ~DescriptorEnd();
 
     DescriptorEnd(const DescriptorEnd&) = delete;
@@ -49,7 +50,6 @@ public:
 
 private:
     std::shared_mutex& _lock;
-    const bool _held;
 };
 
 }  // namespace Murn

@@ -88,7 +88,7 @@ bool MulticastUdpSocket::close()
 {
     wakeUp();
     for (SocketHostPair* const pair : _pairs) {
-        const DescriptorEnd end(pair->socket);
+        const DescriptorEnd end(pair->socket, readDescriptor(pair->socket._socket));
         pair->socket.close();
     }
     return true;

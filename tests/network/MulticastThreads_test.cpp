@@ -255,7 +255,7 @@ TEST_F(MulticastThreads, closesNothingUnderACallThatHasItsDescriptor)
         calls.note("sent");
         return real(arguments...);
     });
-    Interposed shutting(interpose::shutdown, calls.noting("closed"));
+    Interposed closingIt(interpose::close, calls.noting("closed"));
 
     std::thread sender([this] { EXPECT_EQ(send("hello"), 0); });
     EXPECT_TRUE(waitUntil([&] { return called.load(); }));

@@ -393,6 +393,7 @@ TEST(MulticastUdpSocketPipe, isMadeAndClosedByItsOwnOperations)
     const LogCapture log;
     socket.implInit();
     EXPECT_THAT(socket._wakeupPipe, ElementsAre(-1, -1)) << "whatever was there before";
+    EXPECT_THAT(platform.takeCalls(), ElementsAre(P::pipe(906, 907))) << "which is not closed";
     EXPECT_THAT(warnings(log, "MultiCastUdp"), ElementsAre("Cant create pipe!"));
 }
 
@@ -479,6 +480,21 @@ TEST(MulticastUdpSocketEnd, closesNothingAgainAfterAClose)
 
     socket.reset();
     EXPECT_THAT(platform.takeCalls(), ElementsAre(P::close(pipeRead), P::close(pipeWrite)));
+}
+
+TEST(MulticastUdpSocketEnd, warnsOfEachGroupThatAClosedSocketCannotLeave)
+{
+    P platform;
+    auto socket = std::make_unique<OpenMulticast>();
+    registerOn(*socket, {groupA});
+    socket->pair(0).bound = false;
+    socket->close();
+    platform.refuse(P::leave(-1, groupA, local0), EBADF);
+    platform.takeCalls();
+
+    const LogCapture log;
+    socket.reset();
+    EXPECT_THAT(warnings(log, "Multicast"), ElementsAre("dropMulticastMembership failed"));
 }
 
 TEST(MulticastUdpSocketEnd, hasNoPipeToCloseWithoutOne)
