@@ -24,6 +24,7 @@ extern const Step multicastStep;
 extern const Step serverStep;
 extern const Step valuesStep;
 extern const Step filesStep;
+extern const Step pluginsStep;
 extern const Step leavingStep;
 
 #endif

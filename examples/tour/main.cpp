@@ -15,8 +15,8 @@
 namespace {
 
 const Step* const steps[] = {
-    &loggingStep,    &eventsStep,    &cInterfaceStep, &timersStep, &poolStep,  &addressesStep,
-    &interfacesStep, &multicastStep, &serverStep,     &valuesStep, &filesStep, &leavingStep,
+    &loggingStep,   &eventsStep, &cInterfaceStep, &timersStep, &poolStep,    &addressesStep, &interfacesStep,
+    &multicastStep, &serverStep, &valuesStep,     &filesStep,  &pluginsStep, &leavingStep,
 };
 
 /// Takes what no other handler takes: complaints of the library and of GLib, of which a good host causes none.
