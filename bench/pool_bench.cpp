@@ -2,8 +2,8 @@
 //
 //   1,000 units, each, with 1, 2 and 4 workers   ThreadPool   against as many threads that pop from a GAsyncQueue, call
 //                                                             and delete
-//   the same, against threads with loops         ThreadPool   against the same that turn a GMainContext of their own
-//                                                             after each unit, as the pool's workers do
+//   the same, against threads with loops         ThreadPool   against the same that turn a GMainContext of their own,
+//                                                             with a source for events, after each unit
 #include <glib.h>
 #include <kxPAL/Application.h>
 #include <kxPAL/Runnable.h>
@@ -53,6 +53,44 @@ private:
     Deliveries& _deliveries;
 };
 
+struct BareSource {
+    GSource source;
+    GAsyncQueue* events;
+};
+
+gboolean prepareBare(GSource* source, gint* timeoutMs)
+{
+    *timeoutMs = -1;
+    return g_async_queue_length(reinterpret_cast<BareSource*>(source)->events) > 0 ? TRUE : FALSE;
+}
+
+gboolean checkBare(GSource* source)
+{
+    return g_async_queue_length(reinterpret_cast<BareSource*>(source)->events) > 0 ? TRUE : FALSE;
+}
+
+gboolean dispatchBare(GSource* /*source*/, GSourceFunc /*callback*/, gpointer /*data*/)
+{
+    return G_SOURCE_CONTINUE;  // not called: no event is ever posted
+}
+
+void finalizeBare(GSource* source)
+{
+    g_async_queue_unref(reinterpret_cast<BareSource*>(source)->events);
+}
+
+GSourceFuncs bareFuncs = {prepareBare, checkBare, dispatchBare, finalizeBare, nullptr, nullptr};
+
+GMainContext* newLoop()
+{
+    GMainContext* const context = g_main_context_new();
+    GSource* const source = g_source_new(&bareFuncs, sizeof(BareSource));
+    reinterpret_cast<BareSource*>(source)->events = g_async_queue_new();
+    g_source_attach(source, context);
+    g_source_unref(source);
+    return context;
+}
+
 template <bool withLoops>
 class BarePool {
 public:
@@ -82,7 +120,7 @@ private:
     static gpointer work(gpointer data)
     {
         auto* const queue = static_cast<GAsyncQueue*>(data);
-        GMainContext* const context = withLoops ? g_main_context_new() : nullptr;
+        GMainContext* const context = withLoops ? newLoop() : nullptr;
         gpointer item = nullptr;
         while ((item = g_async_queue_pop(queue)) != queue) {
             auto* const unit = static_cast<BareUnit*>(item);
