@@ -99,7 +99,7 @@ TEST(Interfaces, printsNothingButJsonForPrograms)
     // Room for the three standard ones, and for the one that the program needs to keep standard output apart; what this
     // process has got from elsewhere must not take it.
     ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-    ChildProcess program(INTERFACES_PROGRAM, {"--json"}, rlimit{4, 4});
+    ChildProcess program(INTERFACES_PROGRAM, {"--json"}, {.descriptors = rlimit{4, 4}, .enter = nullptr});
 
     EXPECT_EQ(program.wait(), 0);
     EXPECT_EQ(program.output(), "{\n  \"interfaces\": [],\n  \"physicalInterfaces\": []\n}\n");
