@@ -12,20 +12,20 @@ namespace {
 // read takes all that there can be.
 constexpr std::size_t pipeSize = 65536;
 
-std::unique_ptr<Murn::TcpStream> streamOf(int fd)
+// Gives a stream to what was opened, if it was.
+void give(std::unique_ptr<Murn::TcpStream>& stream, int fd)
 {
-    return fd != -1 ? std::make_unique<Murn::TcpStream>(fd) : nullptr;
+    if (fd != -1)
+        stream = std::make_unique<Murn::TcpStream>(fd);
 }
 
 }  // namespace
 
 Terminal::Terminal(std::function<void(const std::string&)> line, std::function<void()> end)
-    : _line(std::move(line)),
-      _end(std::move(end)),
-      _buffer(pipeSize),
-      // The stream closes what it is given, and descriptor 0 is to stay.
-      _stream(streamOf(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)))
+    : _line(std::move(line)), _end(std::move(end)), _buffer(pipeSize)
 {
+    // The stream closes what it is given, and descriptor 0 is to stay.
+    give(_stream, ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
     if (isOpen())
         readOn();
 }
@@ -64,7 +64,7 @@ StopSignals::StopSignals(std::function<void()> stop) : _stop(std::move(stop)), _
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     if (pthread_sigmask(SIG_BLOCK, &signals, nullptr) == 0)
-        _stream = streamOf(::signalfd(-1, &signals, SFD_CLOEXEC));
+        give(_stream, ::signalfd(-1, &signals, SFD_CLOEXEC));
     if (isOpen())
         _stream->asyncReadData(&_signal, sizeof _signal, this);
 }

@@ -15,7 +15,6 @@
 #include "InterposeSockets.h"
 #include "LogCapture.h"
 #include "MadeUpInterfaces.h"
-#include "Sanitizers.h"
 #include "ThreadGroup.h"
 #include "ThreadState.h"
 #include "Wait.h"
@@ -267,8 +266,6 @@ TEST_F(MulticastThreads, closesNothingUnderACallThatHasItsDescriptor)
 
 TEST_F(MulticastThreads, closesUnderACallThatWaits)
 {
-    if (KXPAL_TESTS_THREAD_SANITIZER)
-        GTEST_SKIP() << "the thread sanitizer takes any close under a call for a race";
     const StdoutCapture ignored;
     // As when the datagram turned out to be damaged that `select` had announced.
     Interposed announcing(interpose::select, [](auto, int count, fd_set* ready, auto...) {
