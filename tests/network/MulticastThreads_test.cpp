@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <kxPAL/MulticastUdpSocket.h>
 #include <kxPAL/NetworkInterface.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <memory>
@@ -27,8 +28,16 @@ using ::testing::IsEmpty;
 
 namespace {
 
-const std::string textA = "239.1.1.1";
-const std::string textB = "239.1.1.2";
+// A group of this process alone: a socket also hears the groups of its port that other programs of the machine are in.
+std::string ownGroup(unsigned int block)
+{
+    const auto process = static_cast<unsigned int>(::getpid());
+    return "239." + std::to_string(block + (process >> 16 & 63)) + "." + std::to_string(process >> 8 & 255) + "." +
+           std::to_string(process & 255);
+}
+
+const std::string textA = ownGroup(64);
+const std::string textB = ownGroup(128);
 
 // A port that nobody has now.
 unsigned short freePort()
