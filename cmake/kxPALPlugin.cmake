@@ -10,7 +10,8 @@ function(murn_add_plugin name)
   add_library(${name} MODULE ${ARGN})
   target_link_libraries(${name} PRIVATE kxPAL::kxPAL)
   # Of its own code nothing but the entry function leaves it.
-  set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".so" CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  set_target_properties(${name} PROPERTIES
+    PREFIX "" SUFFIX ".so" C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   # g++ marks some template instances, those of std::make_shared among them, as the only ones of a process. A shared
   # object that has one is never closed.
   target_compile_options(${name} PRIVATE "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>")

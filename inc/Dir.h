@@ -57,8 +57,10 @@ public:
     /// is.
     ///
     /// A missing directory right below the root is made in the directory of the program instead, and what follows fails
-    /// then. Kept, because the rule for empty paths says so.
-    /// @return whether all of them are there; true at once when this one exists
+    /// then; where nothing follows, the result is true nevertheless. Kept, because the rule for empty paths says so. A
+    /// program that was started by a relative path gets relative ones here, each of which counts from the directory of
+    /// the program anew, so that this fails: give absolute paths.
+    /// @return whether each of them was there or was made; true at once when this one exists
     bool create();
 
     /// Lists what is in the directory, in the system's order, without "." and ".." (`readdir`, `stat`).
@@ -70,7 +72,10 @@ public:
     /// directory above; a failure leaves it wherever that came, and the rest in place.
     ///
     /// **A link to a directory counts as a directory: what it points to is emptied as well**, before the link itself
-    /// makes the removal fail.
+    /// makes the removal fail. **An empty path is the directory of the program, as everywhere, and so is the directory
+    /// above one right below the root:** after the removal of "/x" this object names the directory of the program, so
+    /// call nothing on it but setPath(). A directory with "\" in its name, or a relative path of the program, leads
+    /// this astray, and it fails.
     /// @param path  as in setPath() for what is in the directory. The directory itself is removed by the path as given,
     ///              so a relative one comes out right only when the working directory is the program's.
     /// @return whether all of it is gone

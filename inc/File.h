@@ -88,20 +88,22 @@ public:
     /// Makes room at `pos`, by moving what is behind it towards the end in blocks of 8192 bytes, the last one first,
     /// and writes the data there. Needs a file that is open for reading and writing, and below 2 GiB: the arithmetic is
     /// of 32 bits on purpose, and a larger file is refused before anything changes. flush() before: the end that counts
-    /// is that of the file itself, and what waits to be written behind it is lost.
+    /// is that of the file itself, and with bytes that wait to be written the outcome is undefined.
     ///
     /// A failure in the middle leaves the file longer by `len`, with everything from some block on at its new place and
-    /// the rest at its old place: nothing is lost, but bytes stand twice between the two.
+    /// the rest at its old place; bytes stand twice between the two. Nothing is lost where the block that failed moved
+    /// not at all. One that was written in part, as on a full disk, may have overwritten as much of itself.
     /// @param pos   where, below size(); to append, write() with -1
     /// @param data  `len` bytes
     /// @param len   at least 1
     /// @return how many bytes of the data were written; -1 when not open, for other arguments, and when a move failed
     std::int64_t insert(long pos, const char* data, long len);
     /// Takes bytes out, by moving what is behind them towards the start in blocks of 8192 bytes, the first one first,
-    /// and making the file shorter. Needs a file that is open for reading and writing. flush() before.
+    /// and making the file shorter. Needs a file that is open for reading and writing. flush() before: with bytes that
+    /// wait to be written the outcome is undefined.
     ///
     /// A failure in the middle leaves the file at its size, with everything up to some block at its new place and the
-    /// rest at its old place.
+    /// rest at its old place; a block that was written in part may have overwritten as much of itself.
     /// @param pos  the first byte that goes
     /// @param len  how many go, at least 1. The range must end before the end of the file, on purpose: to cut off the
     ///             end, resize().

@@ -44,8 +44,10 @@ void forgetReadAhead(std::FILE* stream)
     if (::__fpending(stream) != 0)
         return;
     const off_t position = ::ftello(stream);
-    const auto behind = position + static_cast<off_t>(::__fbufsize(stream)) + 1;
-    if (::fseeko(stream, behind, SEEK_SET) == 0)
+    const off_t way = static_cast<off_t>(::__fbufsize(stream)) + 1;
+    if (position < 0 || position > std::numeric_limits<off_t>::max() - way)
+        return;
+    if (::fseeko(stream, position + way, SEEK_SET) == 0)
         static_cast<void>(::fseeko(stream, position, SEEK_SET));  // where it was a moment ago
 }
 
@@ -133,6 +135,9 @@ std::int64_t File::read(char* buf, long len, long off)
     if (isTooLong || off >= end)
         return -1;
     if (off != -1 && ::fseeko(_stream, off, SEEK_SET) != 0)
+        return -1;
+    // Between a write and a read a stream wants a seek, or what waits to be written is lost.
+    if (off == -1 && ::__fpending(_stream) != 0 && ::fseeko(_stream, 0, SEEK_CUR) != 0)
         return -1;
     return static_cast<std::int64_t>(std::fread(buf, 1, static_cast<std::size_t>(len), _stream));
 }

@@ -339,6 +339,18 @@ TEST_F(FileTest, readsWhatIsInTheFileAfterItsSizeChanged)
     }
 }
 
+TEST_F(FileTest, readsOnBehindWhatWaitsToBeWritten)
+{
+    const std::string path = _folder.makeFile("large", std::string(10, 'a') + std::string(19990, 'b'));
+    File file(path);
+    ASSERT_TRUE(file.open(File::ReadWrite));
+    EXPECT_EQ(file.write("0123456789", 10, 0), 10);
+    EXPECT_EQ(read(file, 8192, -1), std::string(8192, 'b'));  // more than the stream's buffer
+    EXPECT_EQ(file.pos(), 8202);
+    file.close();
+    EXPECT_EQ(_folder.bytesOf("large").substr(0, 12), "0123456789bb");
+}
+
 TEST_F(FileTest, writesWhatWaitedToItsPlaceAfterItWasMadeShorter)
 {
     File file(_path);

@@ -494,6 +494,14 @@ TEST_F(PluginTest, endsTheProcessWhenAPluginIsToBeUnloadedThatWasNotLoaded)
             Plugin::Unload(plugin);
         },
         "handle", source);
+    EXPECT_FATAL(
+        {
+            auto* const plugin = new Inner(_record);
+            plugin->ref();
+            plugin->ref();  // which is looked at later than the handle
+            Plugin::Unload(plugin);
+        },
+        "handle", source);
 }
 
 TEST_F(PluginTest, endsTheProcessAtAnEmptyPath)
