@@ -206,14 +206,15 @@ bool NetworkLab::wire(const std::vector<int>& interfaces)
     for (int network = 0; network < networks; ++network) {
         const std::string bridge = "br" + std::to_string(network);
         // Without snooping: a bridge that looks for members would be one more thing to wait for.
-        commands += "link add " + bridge + " type bridge mcast_snooping 0\nlink set " + bridge + " up\n";
+        commands.append("link add ").append(bridge).append(" type bridge mcast_snooping 0\n");
+        commands.append("link set ").append(bridge).append(" up\n");
         for (std::size_t host = 0; host < interfaces.size(); ++host) {
             if (network >= interfaces[host])
                 continue;
             const std::string port = portOf(host, network);
             commands += "link add name " + port + " type veth peer name eth" + std::to_string(network) +
                         " netns /proc/self/fd/" + std::to_string(_spaces[host]) + "\n";
-            commands += "link set " + port + " master " + bridge + " up\n";
+            commands.append("link set ").append(port).append(" master ").append(bridge).append(" up\n");
         }
     }
     std::string complaint;
@@ -225,7 +226,8 @@ void NetworkLab::configure(std::size_t host, int interfaces) const
     std::string commands = "link set lo up\n";
     for (int interface = 0; interface < interfaces; ++interface) {
         const std::string name = "eth" + std::to_string(interface);
-        commands += "addr add " + address(host, interface) + "/24 dev " + name + "\nlink set " + name + " up\n";
+        commands.append("addr add ").append(address(host, interface)).append("/24 dev ").append(name).append("\n");
+        commands.append("link set ").append(name).append(" up\n");
     }
     std::string complaint;
     if (!runIp(_spaces[host], commands, complaint))
