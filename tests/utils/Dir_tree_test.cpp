@@ -172,6 +172,23 @@ TEST_F(DirTreeTest, isMadeInTheProgramsDirectoryWhenMissingRightBelowTheRoot)
     EXPECT_EQ(below.path(), "/" + name + "/below");
 }
 
+TEST_F(DirTreeTest, namesTheProgramsDirectoryAfterARemovalRightBelowTheRoot)
+{
+    startFrom(_folder.path());
+    const std::string path = "/" + fs::path(_folder.path()).filename().string();
+    ASSERT_FALSE(fs::exists(path));
+    std::string removed;
+    // It is made up: nothing is there, and nothing is done.
+    const Interposed removing(interpose::rmdir, [&](auto, const char* asked) {
+        removed = asked;
+        return 0;
+    });
+    Dir dir(path);
+    EXPECT_TRUE(dir.removeDir(path));
+    EXPECT_EQ(removed, path);
+    EXPECT_EQ(dir.path(), _folder.path());
+}
+
 TEST_F(DirTreeTest, isRemovedWithAllThatIsInItDepthFirst)
 {
     makeTree();

@@ -236,35 +236,39 @@ TEST_F(FileShiftTest, insertsWhatItReadAndErasedBefore)
 
 TEST_F(FileShiftTest, keepsEveryByteWhenABlockCannotBeMovedForRoom)
 {
-    for (const bool reading : {true, false}) {
-        File& file = open(20000);
-        {
-            NotedMoves noted;
-            if (reading)
-                noted.failRead(2);
-            else
-                noted.failWrite(2);
-            EXPECT_EQ(file.insert(0, "abc", 3), -1);
+    // Longer, the blocks before at their new places, everything else at its old one.
+    const auto expectFailure = [this](int move, std::size_t firstMoved) {
+        for (const bool reading : {true, false}) {
+            File& file = open(20000);
+            {
+                NotedMoves noted;
+                if (reading)
+                    noted.failRead(move);
+                else
+                    noted.failWrite(move);
+                EXPECT_EQ(file.insert(0, "abc", 3), -1);
+            }
+            expectOnDisk(_bytes.substr(0, firstMoved + 3) + _bytes.substr(firstMoved));
         }
-        // Longer, the last block at its new place, everything before it at its old one.
-        expectOnDisk(_bytes.substr(0, 11808 + 3) + _bytes.substr(11808));
-    }
+    };
+    expectFailure(2, 11808);
+    expectFailure(3, 3616);  // the head of the tail, which is no whole block
 }
 
-TEST_F(FileShiftTest, tellsWhenTheHeadOfTheTailCannotBeMovedForRoom)
+TEST_F(FileShiftTest, overwritesAPartOfABlockThatIsWrittenInPart)
 {
-    for (const bool reading : {true, false}) {
-        File& file = open(20000);
-        {
-            NotedMoves noted;
-            if (reading)
-                noted.failRead(3);
-            else
-                noted.failWrite(3);
-            EXPECT_EQ(file.insert(0, "abc", 3), -1);
-        }
-        expectOnDisk(_bytes.substr(0, 3616 + 3) + _bytes.substr(3616));
+    File& file = open(20000);
+    {
+        int writes = 0;
+        const Interposed halving(interpose::fwrite,
+                                 [&](auto real, const void* data, std::size_t size, std::size_t count, FILE* stream) {
+                                     return real(data, size, ++writes == 2 ? count / 2 : count, stream);
+                                 });
+        EXPECT_EQ(file.insert(0, "abc", 3), -1);
     }
+    // Half of the second block stands three bytes further on, and over the first three of the other half.
+    expectOnDisk(_bytes.substr(0, 3616 + 3) + _bytes.substr(3616, 4096) + _bytes.substr(3616 + 4096 + 3, 4096) +
+                 _bytes.substr(11808));
 }
 
 TEST_F(FileShiftTest, givesTheCountOfItsLastWrite)
