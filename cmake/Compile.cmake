@@ -26,9 +26,11 @@ endif()
 function(kxpal_compile_options target)
   target_compile_features(${target} PRIVATE c_std_11 cxx_std_20)
   set_target_properties(${target} PROPERTIES
-    C_EXTENSIONS OFF CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    C_EXTENSIONS OFF CXX_EXTENSIONS OFF
+    C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${target} PRIVATE
-    "$<$<COMPILE_LANGUAGE:CXX>:${KXPAL_WARNINGS}>" "$<$<COMPILE_LANGUAGE:C>:${KXPAL_C_WARNINGS}>" "-fmacro-prefix-map=${kxPAL_SOURCE_DIR}/=")
+    "$<$<COMPILE_LANGUAGE:CXX>:${KXPAL_WARNINGS}>" "$<$<COMPILE_LANGUAGE:C>:${KXPAL_C_WARNINGS}>"
+    "-fmacro-prefix-map=${kxPAL_SOURCE_DIR}/=")
   if(KXPAL_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${KXPAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -66,8 +66,8 @@ void Murn_C_application_init(int argc, char** argv)
 
 void Murn_C_application_shutdown()
 {
-    // Not guarded against a shutdown too many, on purpose: the counter wraps, and hosts see that nothing starts any
-    // more.
+    // Not guarded against a shutdown too many, on purpose: the counter wraps, and the init after it only counts, so
+    // that the mistake shows where it was made.
     --murnC_appCount;
     if (murnC_appCount != 0)
         return;
