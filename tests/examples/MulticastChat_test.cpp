@@ -6,7 +6,7 @@
 #include <string>
 
 #include "ChildProcess.h"
-#include "NetworkLab.h"
+#include "LabTest.h"
 
 namespace {
 
@@ -44,18 +44,9 @@ void expectOrderlyEnd(Person& person)
     EXPECT_THAT(person.output(), Not(HasSubstr("FATAL")));
 }
 
-class MulticastChat : public ::testing::Test {
+class MulticastChat : public LabTest {
 protected:
-    void SetUp() override
-    {
-        if (!_lab.reason().empty())
-            GTEST_SKIP() << _lab.reason();
-    }
-
-    const NetworkLab& lab() const { return _lab; }
-
-private:
-    const NetworkLab _lab{{2, 2, 1}};
+    MulticastChat() : LabTest({2, 2, 1}) {}
 };
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "LabTest.h"
 #include "MulticastStation.h"
-#include "NetworkLab.h"
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
@@ -28,18 +28,9 @@ const std::string twoToo = NetworkLab::address(1, 1);
 const std::string three = NetworkLab::address(2, 0);
 const std::string threeToo = NetworkLab::address(2, 1);
 
-class MulticastLab : public ::testing::Test {
+class MulticastLab : public LabTest {
 protected:
-    void SetUp() override
-    {
-        if (!_lab.reason().empty())
-            GTEST_SKIP() << _lab.reason();
-    }
-
-    const NetworkLab& lab() const { return _lab; }
-
-private:
-    const NetworkLab _lab{{1, 2, 2}};
+    MulticastLab() : LabTest({1, 2, 2}) {}
 };
 
 // So many times the same.
