@@ -22,7 +22,15 @@ if(KXPAL_WERROR)
   list(APPEND KXPAL_C_WARNINGS -Werror)
 endif()
 
-# Applies the settings to one target. Fatal-check lines name sources relative to the project's root.
+# Fatal-check lines name sources relative to the project's root. Compilers see absolute paths, but for a compiler cache
+# with a base folder, which makes them relative to the folder that Ninja runs in.
+file(RELATIVE_PATH KXPAL_ROOT_FROM_BUILD "${CMAKE_BINARY_DIR}" "${kxPAL_SOURCE_DIR}")
+set(KXPAL_SOURCE_NAMES "-fmacro-prefix-map=${kxPAL_SOURCE_DIR}/=")
+if(KXPAL_ROOT_FROM_BUILD)
+  list(APPEND KXPAL_SOURCE_NAMES "-fmacro-prefix-map=${KXPAL_ROOT_FROM_BUILD}=")
+endif()
+
+# Applies the settings to one target.
 function(kxpal_compile_options target)
   target_compile_features(${target} PRIVATE c_std_11 cxx_std_20)
   set_target_properties(${target} PROPERTIES
@@ -30,7 +38,7 @@ function(kxpal_compile_options target)
     C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${target} PRIVATE
     "$<$<COMPILE_LANGUAGE:CXX>:${KXPAL_WARNINGS}>" "$<$<COMPILE_LANGUAGE:C>:${KXPAL_C_WARNINGS}>"
-    "-fmacro-prefix-map=${kxPAL_SOURCE_DIR}/=")
+    ${KXPAL_SOURCE_NAMES})
   if(KXPAL_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${KXPAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
