@@ -7,6 +7,7 @@ TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils iproute2 libbenchmark-dev libgm
   nlohmann-json3-dev)
 FORMAT_PACKAGES=(clang-format-14 git)
 TIDY_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 clang-tidy-14)
+ABI_PACKAGES=("${LIBRARY_PACKAGES[@]}" abigail-tools g++-12)
 
 # say WORD... - tells the user what goes on, apart from the output of the programs that a script runs.
 say() {
