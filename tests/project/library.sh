@@ -23,4 +23,16 @@ paths() {
   grep -qF ' File: src/core/Object.cpp line ' strings.txt || fail "no fatal check names src/core/Object.cpp"
 }
 
+# A compiler cache that is shared between checkouts calls sources by relative paths.
+paths_through_a_cache() {
+  skip_under_sanitizers "an object of its own is compiled, as in every other build"
+  [ -n "$KXPAL_CCACHE" ] || skip "there is no compiler cache"
+  export CCACHE_DIR=$scratch/cache CCACHE_BASEDIR=/
+  use_host_settings
+  "$KXPAL_CMAKE" -S "$KXPAL_SOURCE" -B build -DBUILD_TESTING=OFF >/dev/null
+  local object=src/CMakeFiles/kxPAL_objects.dir/core/Object.cpp.o
+  "$KXPAL_CMAKE" --build build --target "$object" >/dev/null
+  contains "$(strings "build/$object" | grep ' File: ')" " File: src/core/Object.cpp line "
+}
+
 run_case "$@"
