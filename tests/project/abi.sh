@@ -2,6 +2,7 @@
 # described, and no to each change that a host built before would notice.
 . "$(dirname "$0")/support.sh"
 
+skip_under_sanitizers "a library of its own is compared, as in every other build"
 command -v abidw >/dev/null || skip "abigail-tools are not installed"
 command -v g++-12 >/dev/null || skip "the compiler that descriptions are made from, g++-12, is not installed"
 
