@@ -8,6 +8,7 @@ TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils iproute2 libbenchmark-dev libgm
 FORMAT_PACKAGES=(clang-format-14 git)
 TIDY_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 clang-tidy-14)
 ABI_PACKAGES=("${LIBRARY_PACKAGES[@]}" abigail-tools g++-12)
+MUTANT_PACKAGES=("${TEST_PACKAGES[@]}" python3 util-linux)
 
 # say WORD... - tells the user what goes on, apart from the output of the programs that a script runs.
 say() {
