@@ -50,9 +50,6 @@ public:
     unsigned int countEventsForObject(Object* receiver);
 
 private:
-    friend class ThreadImpl;
-    MURN_LOCAL Event* takeEventForObject(Object* receiver);
-
     EventQueueImpl* _impl;  // owned
 };
 

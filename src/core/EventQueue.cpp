@@ -83,28 +83,6 @@ unsigned int EventQueueImpl::countEventsForObject(Object* receiver)
         events.begin(), events.end(), [receiver](const Event* event) { return event->_receiver == receiver; }));
 }
 
-Event* EventQueueImpl::takeEventForObject(Object* receiver)
-{
-    const QueueLock lock(_asyncQueue);
-    std::vector<Event*> inFront;
-    Event* found = nullptr;
-    while (found == nullptr) {
-        gpointer const item = g_async_queue_try_pop_unlocked(_asyncQueue);
-        if (item == nullptr)
-            break;
-        if (item == this)
-            continue;
-        auto* const event = static_cast<Event*>(item);
-        if (event->_receiver == receiver)
-            found = event;
-        else
-            inFront.push_back(event);
-    }
-    for (auto event = inFront.rbegin(); event != inFront.rend(); ++event)
-        g_async_queue_push_front_unlocked(_asyncQueue, *event);
-    return found;
-}
-
 // Empties the locked queue, in order and without the markers.
 std::vector<Event*> EventQueueImpl::popAll()
 {
@@ -154,11 +132,6 @@ std::vector<Event*>* EventQueue::getEventsForObject(Object* receiver)
 unsigned int EventQueue::countEventsForObject(Object* receiver)
 {
     return _impl->countEventsForObject(receiver);
-}
-
-Event* EventQueue::takeEventForObject(Object* receiver)
-{
-    return _impl->takeEventForObject(receiver);
 }
 
 }  // namespace Murn

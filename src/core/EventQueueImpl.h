@@ -29,9 +29,6 @@ public:
     void processEvents();
     std::vector<Event*>* getEventsForObject(Object* receiver);
     unsigned int countEventsForObject(Object* receiver);
-    /// Any thread. Takes out the first event of one object, or returns null when there is none; all others keep their
-    /// places. The time grows with the number of events in front of it.
-    Event* takeEventForObject(Object* receiver);
 
 private:
     std::vector<Event*> popAll();

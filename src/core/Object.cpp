@@ -32,7 +32,7 @@ Object::~Object()
     MURN_CHECK(_refsCount == 0);
     if (Thread* const home = thread()) {
         // The derived parts are gone: these events reach the base handler, which drops them.
-        while (home->countEventsForObject(this) != 0)
+        if (ThreadImpl::Of(home)->hasEventsForObject(this))
             home->processEventsForObject(this);
         ThreadImpl::Of(home)->unregisterObject(this);
     }

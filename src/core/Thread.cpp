@@ -9,6 +9,7 @@
 #include "AffinityLock.h"
 #include "Application.h"
 #include "Check.h"
+#include "Delivery.h"
 #include "Event.h"
 #include "EventQueue.h"
 #include "Logger.h"
@@ -79,7 +80,8 @@ ThreadImpl::ThreadImpl(Thread* owner)
       _owner(owner),
       _retired(false),
       _dying(false),
-      _nextDying(nullptr)
+      _nextDying(nullptr),
+      _deliveries(nullptr)
 {
     attachEventSource();
     Thread_attachPlatformSources(_context);
@@ -234,7 +236,8 @@ void ThreadImpl::join()
 {
     MURN_CHECK(_thread != nullptr);
     MURN_CHECK(_joinable == true);
-    if (_owner == Application::MainApplicationThread()) {
+    // One that start() made is not the main one; it may well be joined after the application's end.
+    if (!_startedJoinable && _owner == Application::MainApplicationThread()) {
         Logger::Warning("PAL", "Warning : trying to join the mainApplicationThread\n");
         return;
     }
@@ -279,9 +282,14 @@ void ThreadImpl::adoptCallingThread()
 
 void ThreadImpl::postEvent(Event* event)
 {
+    // As soon as the event is queued it may be delivered, and its handler may end this thread and have it deleted. So
+    // nothing but the context is touched from then on, and that stays until it has been woken.
+    GMainContext* const context = _context != nullptr ? g_main_context_ref(_context) : nullptr;
     _events->enqueueEvent(event);
-    if (_context != nullptr)
-        g_main_context_wakeup(_context);
+    if (context == nullptr)
+        return;
+    g_main_context_wakeup(context);
+    g_main_context_unref(context);
 }
 
 bool ThreadImpl::processEvents(bool mayBlock)
@@ -295,10 +303,10 @@ void ThreadImpl::processEventsForObject(Object* receiver)
         deliverEventsForObject(receiver, LifeWatch(receiver));
 }
 
-// One event at a time: a handler that moves the receiver has those behind delivered first, and so finds them here.
 void ThreadImpl::deliverEventsForObject(Object* receiver, const LifeWatch& watch)
 {
-    while (Event* const event = _events->takeEventForObject(receiver)) {
+    Delivery delivery(this, receiver);
+    while (Event* const event = delivery.next()) {
         event->_receiver->event(event);
         event->destroy();
         if (watch.objectLeft())
@@ -314,7 +322,7 @@ unsigned int ThreadImpl::countEventsForObject(Object* receiver)
 
 bool ThreadImpl::hasEventsForObject(Object* object)
 {
-    return _events->countEventsForObject(object) != 0;
+    return _events->countEventsForObject(object) != 0 || Delivery::HasEvents(this, object);
 }
 
 bool ThreadImpl::registerObject(Object* object)
@@ -338,7 +346,8 @@ bool ThreadImpl::unregisterObject(Object* object)
 {
     if (_dying) {
         // The list goes with the thread. Events that still wait have nobody to go to any more.
-        while (Event* const event = _events->takeEventForObject(object))
+        Delivery rest(this, object);
+        while (Event* const event = rest.next())
             event->destroy();
         return true;
     }

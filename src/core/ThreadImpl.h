@@ -61,7 +61,8 @@ public:
     /// moves it away.
     /// @param watch  on the receiver
     void deliverEventsForObject(Object* receiver, const LifeWatch& watch);
-    /// Any thread. Whether events wait for the object, also in a thread's destructor.
+    /// Any thread. Whether events wait for the object, also in a thread's destructor; those that a delivery has taken
+    /// out of the queue count until their handler is called.
     bool hasEventsForObject(Object* object);
 
     /// The thread itself only. Hands the objects that are still bound to it to the main application thread, with a
@@ -80,6 +81,8 @@ public:
     static Thread* CurrentThread();
 
 private:
+    class Delivery;
+
     static gpointer threadEntry(gpointer impl);
     void spawner();
     void attachEventSource();
@@ -103,6 +106,7 @@ private:
     bool _retired;
     std::atomic<bool> _dying;  // the owner is in its destructor
     ThreadImpl* _nextDying;    // guarded by the lock of the list
+    Delivery* _deliveries;     // of bound objects' events, guarded by _objectsMutex; not owned
 };
 
 }  // namespace Murn

@@ -298,6 +298,50 @@ TEST_F(ThreadEndTest, deliversWhatTheHandlersOfItsLastEventsPostAndDispatch)
     EXPECT_EQ(record.destructions() + otherRecord.destructions(), 2);
 }
 
+TEST_F(ThreadEndTest, mayEndAndGoBeforeThePosterOfItsLastEventIsThrough)
+{
+    auto* const thread = new Thread;
+    thread->setJoinable(true);
+    GMainContext* const context = fieldAt<GMainContext*>(fieldAt<void*>(thread, 8), 32);
+    Record record;
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event*) {
+        thread->stop();
+        delete object;
+    });
+    object->moveToThread(thread);
+    thread->start();
+    std::promise<void> queued;
+    std::promise<void> gone;
+    std::atomic<bool> isPosting{true};
+    std::thread::id posterId;
+    std::vector<GMainContext*> woken;
+    const Interposed slow(interpose::g_async_queue_push, [&](auto* real, GAsyncQueue* queue, gpointer item) {
+        real(queue, item);
+        if (!isPosting.exchange(false))
+            return;
+        posterId = std::this_thread::get_id();
+        queued.set_value();
+        gone.get_future().wait();
+    });
+    const Interposed noted(interpose::g_main_context_wakeup, [&](auto* real, GMainContext* which) {
+        if (std::this_thread::get_id() == posterId)
+            woken.push_back(which);
+        real(which);
+    });
+
+    std::thread poster([&] { post(object, 7); });
+    queued.get_future().wait();
+    thread->wakeUp();
+    thread->join();
+    delete thread;
+    gone.set_value();
+    poster.join();
+
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_THAT(woken, ElementsAre(context));
+}
+
 TEST_F(ThreadEndTest, answersTheHandlersOfItsLastEvents)
 {
     auto* const thread = new Thread;

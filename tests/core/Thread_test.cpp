@@ -698,6 +698,22 @@ TEST_F(ThreadTest, wakesItsLoopForEveryPostedEvent)
     EXPECT_THAT(record.types(), ElementsAre(7U, 8U));
 }
 
+TEST_F(ThreadTest, queuesAnEventBeforeItWakesTheLoop)
+{
+    Record record;
+    Recorder object(record);
+    std::vector<unsigned int> waiting;
+    const Interposed noted(interpose::g_main_context_wakeup, [&](auto* real, GMainContext* context) {
+        waiting.push_back(mainThread()->countEventsForObject(&object));
+        real(context);
+    });
+
+    post(&object, 7);
+
+    EXPECT_THAT(waiting, ElementsAre(1U));
+    pump();
+}
+
 TEST_F(ThreadTest, deliversPromptlyToALoopThatWaits)
 {
     Worker worker;
@@ -742,6 +758,38 @@ TEST_F(ThreadTest, deliversOneObjectsEventsOnRequestAndKeepsTheRest)
     pump();
     EXPECT_THAT(otherRecord.types(), ElementsAre(10U, 11U));
     delete object;
+}
+
+TEST_F(ThreadTest, takesOneObjectsEventsOutAllAtOnce)
+{
+    constexpr int count = 100;
+    Record record;
+    Record otherRecord;
+    Recorder other(otherRecord);
+    std::vector<unsigned int> waiting;
+    Object* object = nullptr;
+    object = new Recorder(record, [&](Event*) { waiting.push_back(mainThread()->countEventsForObject(object)); });
+    for (int number = 0; number < count; ++number) {
+        post(&other, 7);
+        post(object, 8);
+    }
+    int passes = 0;
+
+    {
+        const Interposed counted(interpose::g_async_queue_lock, [&](auto* real, GAsyncQueue* queue) {
+            ++passes;
+            real(queue);
+        });
+        mainThread()->processEventsForObject(object);
+    }
+
+    EXPECT_THAT(record.types(), SizeIs(count));
+    EXPECT_THAT(waiting, Each(0U));
+    // One by each handler above, one for all events, and one that finds no more.
+    EXPECT_EQ(passes, count + 2);
+    delete object;
+    pump();
+    EXPECT_THAT(otherRecord.types(), SizeIs(count));
 }
 
 TEST_F(ThreadTest, deliversOneObjectsEventsOnTheThreadThatAsks)
