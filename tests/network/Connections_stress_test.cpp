@@ -327,7 +327,8 @@ TEST_F(ConnectionsStressTest, servesWellBehavedClientsAmongOthers)
     std::vector<std::string> texts;
     for (const LogMessage& message : logged())
         texts.push_back(message.text);
-    EXPECT_THAT(texts, Each(AnyOf(Eq("Error: Connection reset by peer"), Eq("Error !"))));
+    // The last one is for a reset that poll() sees while the kernel is at it: the error is set, and nothing else yet.
+    EXPECT_THAT(texts, Each(AnyOf(Eq("Error: Connection reset by peer"), Eq("Error !"), Eq("Unknown error !"))));
 }
 
 // A connection that leaves its loop for the next one with each read. The next loop uses it while the one before is
