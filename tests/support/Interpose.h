@@ -21,6 +21,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -37,6 +38,17 @@ inline void* findReal(const char* interceptor, const char* name)
 {
     void* const intercepted = ::dlsym(RTLD_DEFAULT, interceptor);
     return intercepted != nullptr ? intercepted : ::dlsym(RTLD_NEXT, name);
+}
+
+/// Set as soon as the process ends: what comes then belongs to no test. Counters of coverage are written at the very
+/// end, and with the same functions.
+inline std::atomic<bool> processEnds{false};
+
+/// Any thread. Takes note of the end of the process, from the first call on.
+inline void watchForTheEnd()
+{
+    static const int registered = std::atexit([] { processEnds = true; });
+    static_cast<void>(registered);
 }
 
 template <typename Signature>
@@ -63,7 +75,7 @@ public:
     /// What the definition in the test program calls.
     Result call(Arguments... arguments)
     {
-        if (!_replaced.load(std::memory_order_acquire))
+        if (!_replaced.load(std::memory_order_acquire) || processEnds)
             return real()(arguments...);
         const std::shared_ptr<Replacement> replacement = current();
         return replacement != nullptr ? (*replacement)(real(), arguments...) : real()(arguments...);
@@ -150,9 +162,9 @@ private:
 
 }  // namespace interpose
 
-/// Replaces one function as long as the object lives; afterwards what was there before is back. Replacements of
-/// one function end in the opposite order of their beginning. A call that is under way on another thread may
-/// still be in the replacement when the object is gone; end or join such threads first.
+/// Replaces one function as long as the object lives and the process does not end; afterwards what was there before is
+/// back. Replacements of one function end in the opposite order of their beginning. A call that is under way on another
+/// thread may still be in the replacement when the object is gone; end or join such threads first.
 template <typename Signature>
 class [[nodiscard]] Interposed {
 public:
@@ -161,6 +173,7 @@ public:
           _previous(
               slot.exchange(std::make_shared<typename interpose::Slot<Signature>::Replacement>(std::move(replacement))))
     {
+        interpose::watchForTheEnd();
     }
 
     ~Interposed() { _slot.exchange(std::move(_previous)); }
