@@ -131,8 +131,9 @@ std::int64_t File::read(char* buf, long len, long off)
         return -1;
     // The bounds take -1 for what it is, on purpose, although it stands for the current position: see the header.
     const std::int64_t end = size();
+    // A byte or more that ends within the file begins within it as well.
     const bool isTooLong = off == -1 ? len - 1 > end : len > end - off;
-    if (isTooLong || off >= end)
+    if (isTooLong)
         return -1;
     if (off != -1 && ::fseeko(_stream, off, SEEK_SET) != 0)
         return -1;
