@@ -150,4 +150,18 @@ TEST(LifeWatch, leavesTheMutexToItsMoverWhenTheObjectGoesOnAnotherThread)
     EXPECT_TRUE(isUnlocked(mutex));
 }
 
+TEST(LifeWatch, knowsALaterObjectInTheSamePlaceFromItsOwn)
+{
+    const Place place;
+    Mutex mutex;
+    mutex.lock();
+    {
+        const LifeWatch watch(place.object(), &mutex);
+        std::thread([&] { LifeWatch::NoteDestroyed(place.object()); }).join();
+        LifeWatch::NoteDestroyed(place.object());  // the later one, on the mover's thread
+        EXPECT_FALSE(isUnlocked(mutex));
+    }
+    EXPECT_TRUE(isUnlocked(mutex));
+}
+
 }  // namespace

@@ -72,6 +72,22 @@ TEST_F(ApplicationGlibTest, keepsTheThreadsThatWaitForCollection)
     body.join();
 }
 
+TEST_F(ApplicationGlibTest, takesNoThreadsForCollectionWithoutTheRecord)
+{
+    BodyThread body([] {});
+    body.start();
+    ApplicationGlib* const kept = &record();
+    ApplicationGlib* const none = nullptr;
+    char* const place = reinterpret_cast<char*>(&application()) + 8;
+
+    std::memcpy(place, &none, sizeof none);
+    Application::AddToThreadGarbageCollector(&body);
+    std::memcpy(place, &kept, sizeof kept);
+
+    EXPECT_THAT(record()._garbage, IsEmpty());
+    body.join();
+}
+
 TEST_F(ApplicationGlibTest, ownsTheMainThread)
 {
     EXPECT_EQ(record()._mainThread, mainThread());

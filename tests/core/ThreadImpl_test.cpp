@@ -360,6 +360,24 @@ TEST_F(ThreadImplTest, listsEachBoundObjectOnce)
     EXPECT_THAT(objectsOf(thread), IsEmpty());
 }
 
+TEST_F(ThreadImplTest, forgetsItsOrphansWhereNoApplicationTakesThem)
+{
+    Thread thread;
+    Record record;
+    auto* const orphan = new Recorder(record);
+    orphan->moveToThread(&thread);
+    endApplication();
+
+    EXPECT_FALSE(ThreadImpl::Of(&thread)->checkOrpheanObjects());
+
+    EXPECT_THAT(logged(), ElementsAre(IsLogged("PAL", warningLevel, "The Application was not instantiated !"),
+                                      IsLogged("Thread", warningLevel, orphanText(1, orphan))));
+    EXPECT_THAT(objectsOf(thread), IsEmpty());
+    EXPECT_EQ(orphan->thread(), &thread);
+    delete orphan;
+    EXPECT_EQ(record.destructions(), 1);
+}
+
 TEST_F(ThreadImplTest, tellsWhetherThereWereOrphans)
 {
     onForeignThread([] {

@@ -373,6 +373,70 @@ TEST_F(ThreadEndTest, answersTheHandlersOfItsLastEvents)
     EXPECT_THAT(logged(), ElementsAre(IsLogged("PAL", warningLevel, noLoop), IsLogged("PAL", warningLevel, noLoop)));
 }
 
+TEST_F(ThreadEndTest, takesEventsFromAThreadThatEndsDuringItsOwnEnd)
+{
+    auto outer = std::make_unique<Thread>();
+    auto inner = std::make_unique<Thread>();
+    Record outerRecord;
+    Record innerRecord;
+    auto* const ofOuter = new Recorder(outerRecord, [&](Event* event) {
+        if (event->_type == 7)
+            inner.reset();
+    });
+    auto* const ofInner = new Recorder(innerRecord, [&](Event*) {
+        post(ofOuter, 9);
+        ofOuter->destroy();
+    });
+    ofOuter->moveToThread(outer.get());
+    ofInner->moveToThread(inner.get());
+    post(ofOuter, 7);
+    post(ofInner, 8);
+    ofInner->destroy();
+
+    outer.reset();
+
+    EXPECT_THAT(innerRecord.types(), ElementsAre(8U, 1U));
+    EXPECT_THAT(outerRecord.types(), ElementsAre(7U, 9U, 1U));
+    EXPECT_EQ(innerRecord.destructions() + outerRecord.destructions(), 2);
+}
+
+TEST_F(ThreadEndTest, endsBeforeAnotherThatBeganToEndLater)
+{
+    auto earlier = std::make_unique<Thread>();
+    auto* const later = new Thread;
+    Record earlierRecord;
+    Record laterRecord;
+    std::promise<void> laterEnds;
+    std::promise<void> earlierIsGone;
+    std::thread deleting;
+    auto* const ofEarlier = new Recorder(earlierRecord, [&](Event*) {
+        deleting = std::thread([&] { delete later; });
+        laterEnds.get_future().wait();
+    });
+    Object* ofLater = nullptr;
+    ofLater = new Recorder(laterRecord, [&](Event* event) {
+        if (event->_type != 8)
+            return;
+        laterEnds.set_value();
+        earlierIsGone.get_future().wait();
+        post(ofLater, 9);  // its thread still takes events
+        ofLater->destroy();
+    });
+    ofEarlier->moveToThread(earlier.get());
+    ofLater->moveToThread(later);
+    post(ofEarlier, 7);
+    ofEarlier->destroy();
+    post(ofLater, 8);
+
+    earlier.reset();
+    earlierIsGone.set_value();
+    deleting.join();
+
+    EXPECT_THAT(earlierRecord.types(), ElementsAre(7U, 1U));
+    EXPECT_THAT(laterRecord.types(), ElementsAre(8U, 9U, 1U));
+    EXPECT_EQ(earlierRecord.destructions() + laterRecord.destructions(), 2);
+}
+
 TEST_F(ThreadEndTest, letsTheHandlersOfItsLastEventsDeleteOtherObjects)
 {
     auto thread = std::make_unique<Thread>();

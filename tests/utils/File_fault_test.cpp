@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -193,6 +194,54 @@ TEST_F(FileFaultTest, hasNoPositionWhenItsStreamHasNone)
     ASSERT_TRUE(_file.open(File::ReadOnly));
     const Interposed failing(interpose::ftello, interpose::failsWith(ESPIPE));
     EXPECT_EQ(_file.pos(), -1);
+}
+
+TEST_F(FileFaultTest, keepsWhatWaitsWhenAReadCannotGetPastIt)
+{
+    ASSERT_TRUE(_file.open(File::ReadWrite));
+    char buffer[4] = "xyz";
+    ASSERT_EQ(_file.write("ab", 2, 0), 2);
+    int reads = 0;
+    {
+        const Interposed failing(interpose::fseeko, [](auto real, FILE* stream, off_t offset, int whence) {
+            if (whence == SEEK_END)
+                return real(stream, offset, whence);
+            errno = ENOSPC;
+            return -1;
+        });
+        const Interposed reading(interpose::fread, [&](auto real, auto... rest) {
+            ++reads;
+            return real(rest...);
+        });
+        EXPECT_EQ(_file.read(buffer, 1, -1), -1);
+    }
+    EXPECT_EQ(reads, 0);
+    EXPECT_EQ(_file.read(buffer, 1, -1), 1);
+    EXPECT_EQ(buffer[0], '2');
+    _file.close();
+    EXPECT_EQ(_folder.bytesOf("file"), "ab23456789");
+}
+
+TEST_F(FileFaultTest, takesItsSizeAlsoWhereItCannotForgetWhatItHasRead)
+{
+    ASSERT_TRUE(_file.open(File::ReadWrite));
+    std::vector<off_t> sought;
+    const Interposed failing(interpose::fseeko, [&](auto*, FILE*, off_t offset, int) {
+        sought.push_back(offset);
+        errno = ESPIPE;
+        return -1;
+    });
+
+    EXPECT_TRUE(_file.resize(8));
+    EXPECT_EQ(sought.size(), 1U) << "there is no way back from where it did not go";
+
+    // Neither a place that is not known nor one behind all others has one behind it.
+    for (const off_t place : {off_t{-1}, std::numeric_limits<off_t>::max()}) {
+        const Interposed telling(interpose::ftello, [place](auto*, FILE*) { return place; });
+        EXPECT_TRUE(_file.resize(7));
+    }
+    EXPECT_EQ(sought.size(), 1U);
+    EXPECT_EQ(_folder.bytesOf("file"), "0123456");
 }
 
 TEST_F(FileFaultTest, tellsWhatTheSystemRefuses)

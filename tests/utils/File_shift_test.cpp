@@ -325,6 +325,29 @@ TEST_F(FileShiftTest, tellsWhenTheLastPieceCannotBeMovedForAGap)
     }
 }
 
+TEST_F(FileShiftTest, erasesNothingFromAFileThatGrowsBeyondABlockMeanwhile)
+{
+    open(100);
+    const std::string more = madeUpBytes(20000);
+    int opened = 0;
+    bool erased = true;
+    {
+        // The file is opened for each look at its size: when it begins, to see that less than a block has to move, and
+        // for how much that is.
+        const Interposed growing(interpose::fopen, [&](auto real, const char* path, const char* mode) {
+            if (++opened == 3) {
+                FILE* const other = real(path, "a");
+                std::fwrite(more.data(), 1, more.size(), other);
+                std::fclose(other);
+            }
+            return real(path, mode);
+        });
+        erased = _file.erase(10, 10);
+    }
+    EXPECT_FALSE(erased);
+    expectOnDisk(_bytes + more);
+}
+
 TEST_F(FileShiftTest, tellsWhenItCannotBecomeShorter)
 {
     File& file = open(20000);
