@@ -46,3 +46,16 @@ function(kxpal_compile_options target)
     target_link_options(${target} PRIVATE -fsanitize=${KXPAL_SANITIZE})
   endif()
 endfunction()
+
+# kxpal_count_coverage(target) - counts what runs of a target, and of what links its objects, if KXPAL_COVERAGE asks
+# for it. Without optimisation, so that each line and branch is still there; atomically, for the threads' sake.
+function(kxpal_count_coverage target)
+  if(NOT KXPAL_COVERAGE)
+    return()
+  endif()
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    message(FATAL_ERROR "KXPAL_COVERAGE counts with gcov, which takes gcc")
+  endif()
+  target_compile_options(${target} PRIVATE -O0 --coverage -fprofile-update=atomic)
+  target_link_options(${target} PUBLIC --coverage)
+endfunction()

@@ -5,6 +5,7 @@ LIBRARY_PACKAGES=(cmake g++ libglib2.0-dev ninja-build pkg-config)
 EXAMPLE_PACKAGES=("${LIBRARY_PACKAGES[@]}" libcli11-dev)
 TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils iproute2 libbenchmark-dev libgmock-dev libgtest-dev
   nlohmann-json3-dev)
+COVERAGE_PACKAGES=("${TEST_PACKAGES[@]}" gcovr)
 FORMAT_PACKAGES=(clang-format-14 git)
 TIDY_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 clang-tidy-14)
 ABI_PACKAGES=("${LIBRARY_PACKAGES[@]}" abigail-tools g++-12)
