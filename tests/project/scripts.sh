@@ -94,4 +94,16 @@ unknown_preset() {
   contains "$(cat messages)" "usage: scripts/test"
 }
 
+unknown_soak() {
+  local status=0
+  "$KXPAL_SOURCE/scripts/soak" 1 --preset nothing_like_it >output 2>messages || status=$?
+  same "status" 2 "$status"
+  contains "$(cat messages)" "usage: scripts/soak"
+
+  status=0
+  "$KXPAL_SOURCE/scripts/soak" --preset release >output 2>messages || status=$?
+  same "status without a time" 2 "$status"
+  contains "$(cat messages)" "usage: scripts/soak"
+}
+
 run_case "$@"
