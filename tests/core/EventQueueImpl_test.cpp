@@ -59,32 +59,6 @@ TEST_F(EventQueueImplTest, takingEventsOutKeepsTheOthersWithoutMarkers)
     EXPECT_FALSE(_queue.hasPendingEvents());
 }
 
-TEST_F(EventQueueImplTest, takingTheFirstEventOutDropsTheMarkersBeforeIt)
-{
-    enqueueMarker();
-    enqueue("1", _b);
-    enqueueMarker();
-    enqueue("2", _a);
-    enqueue("3", _a);
-
-    Murn::Event* const first = _queue.takeEventForObject(&_a);
-
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(static_cast<NamedEvent*>(first)->_name, "2");
-    first->destroy();
-    EXPECT_EQ(takenOut(_b).size() + takenOut(_a).size(), 2U);
-    EXPECT_FALSE(_queue.hasPendingEvents());
-}
-
-TEST_F(EventQueueImplTest, takingAnEventOutOfMarkersAloneDropsThem)
-{
-    enqueueMarker();
-    enqueueMarker();
-
-    EXPECT_EQ(_queue.takeEventForObject(&_a), nullptr);
-    EXPECT_FALSE(_queue.hasPendingEvents());
-}
-
 TEST_F(EventQueueImplTest, countingDropsMarkers)
 {
     enqueueMarker();
