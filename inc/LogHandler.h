@@ -11,8 +11,7 @@ namespace Murn {
 
 /// Receives log messages in the host's own way. Derive from it (a final class, since the destructor is not virtual),
 /// then install the object with Logger::InstallHandler() or Logger::InstallDefaultHandler(). The host owns it and
-/// uninstalls it before it goes; a call on another thread may still be under way then, so the threads that log under
-/// its domain have to stop first.
+/// uninstalls it before it goes, also while other threads log.
 class MURN_API LogHandler {
 public:
     /// A handler that is not installed yet.

@@ -94,8 +94,9 @@ public:
     /// @param handler  stays the caller's; must live until it is uninstalled
     static void InstallHandler(LogHandler* handler);
 
-    /// Any thread. Ends what InstallHandler() began (`g_log_remove_handler`). It does not wait for a message that
-    /// another thread is handing to the handler at this moment.
+    /// Any thread. Ends what InstallHandler() began (`g_log_remove_handler`). The handler may go afterwards, whatever
+    /// other threads log: this waits for those who are in its LogHandler::HandleLog() at this moment. It does so for a
+    /// second at most, since they may wait for something that the caller holds, and not at all within that call.
     /// @param handler  a handler that is installed
     static void UninstallHandler(LogHandler* handler);
 

@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "LogHandler.h"
+#include "utils/LogHandlers.h"
 
 namespace Murn {
 
@@ -80,7 +81,11 @@ void dispatchToHandler(const gchar* domain, GLogLevelFlags glibLevel, const gcha
 {
     // The shift drops GLib's two flag bits for recursion and fatality.
     const auto level = static_cast<Logger::LogLevel>(static_cast<int>(glibLevel) >> 2);
-    static_cast<LogHandler*>(handler)->HandleLog(domain, level, message);
+    const LogHandlers::Call call(static_cast<LogHandler*>(handler));
+    if (call.handler() != nullptr)
+        call.handler()->HandleLog(domain, level, message);
+    else
+        g_log_default_handler(domain, glibLevel, message, nullptr);
 }
 
 }  // namespace
@@ -161,6 +166,7 @@ void Logger::InstallHandler(LogHandler* handler)
 {
     const char* const domain = handler->_domain.empty() ? nullptr : handler->_domain.c_str();
     const auto levels = static_cast<GLogLevelFlags>(handler->_levelMask << 2);
+    LogHandlers::Add(handler);
     handler->_handlerId = g_log_set_handler(domain, levels, dispatchToHandler, handler);
 }
 
@@ -168,10 +174,12 @@ void Logger::UninstallHandler(LogHandler* handler)
 {
     // GLib takes the empty text and a null domain for the same one.
     g_log_remove_handler(handler->_domain.c_str(), handler->_handlerId);
+    LogHandlers::Remove(handler);
 }
 
 void Logger::InstallDefaultHandler(LogHandler* handler)
 {
+    LogHandlers::SetDefault(handler);
     g_log_set_default_handler(dispatchToHandler, handler);
 }
 

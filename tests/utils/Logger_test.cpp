@@ -35,7 +35,9 @@
 #include "LogCapture.h"
 #include "Sanitizers.h"
 #include "ThreadGroup.h"
+#include "ThreadState.h"
 #include "VirtualTable.h"
+#include "Wait.h"
 
 namespace {
 
@@ -833,6 +835,149 @@ TEST_F(LoggerTest, handlerInstalledTwiceCanBeUninstalledOnce)
     Logger::Info("Test", "still installed");
     EXPECT_THAT(handler.texts(), ElementsAre("still installed"));
     g_log_remove_handler("Test", firstId);
+}
+
+TEST_F(LoggerTest, uninstallingAHandlerWaitsForACallOnAnotherThread)
+{
+    class SlowHandler final : public LogHandler {
+    public:
+        SlowHandler() : LogHandler("Test", 63), _uninstaller(threadNumber()) {}
+
+        void HandleLog(const char*, Logger::LogLevel, const char*) override
+        {
+            entered = true;
+            EXPECT_TRUE(waitUntil([this] { return isAsleep(_uninstaller); }));
+            left = true;
+        }
+
+        std::atomic<bool> entered{false};
+        std::atomic<bool> left{false};
+
+    private:
+        const long _uninstaller;
+    };
+    SlowHandler handler;
+    Logger::InstallHandler(&handler);
+    std::thread logging([] { Logger::Info("Test", "x"); });
+    while (!handler.entered)
+        std::this_thread::yield();
+
+    Logger::UninstallHandler(&handler);
+    EXPECT_TRUE(handler.left);
+    logging.join();
+}
+
+// The call may wait for something that the caller holds.
+TEST_F(LoggerTest, uninstallingAHandlerWaitsNoLongerThanASecond)
+{
+    class StuckHandler final : public LogHandler {
+    public:
+        StuckHandler() : LogHandler("Test", 63) {}
+
+        void HandleLog(const char*, Logger::LogLevel, const char*) override
+        {
+            entered = true;
+            EXPECT_TRUE(waitUntil([this] { return uninstalled.load(); }));
+        }
+
+        std::atomic<bool> entered{false};
+        std::atomic<bool> uninstalled{false};
+    };
+    StuckHandler handler;
+    Logger::InstallHandler(&handler);
+    std::thread logging([] { Logger::Info("Test", "x"); });
+    while (!handler.entered)
+        std::this_thread::yield();
+    {
+        const Interposed clock(interpose::g_get_monotonic_time, [](auto*) { return gint64{5'000'000}; });
+        int waits = 0;
+        const Interposed waiting(interpose::g_cond_wait_until, [&](auto*, GCond*, GMutex*, gint64 end) {
+            EXPECT_EQ(6'000'000, end);
+            ++waits;
+            return FALSE;
+        });
+        Logger::UninstallHandler(&handler);
+        EXPECT_EQ(1, waits);
+    }
+    handler.uninstalled = true;
+    logging.join();
+}
+
+TEST_F(LoggerTest, handlerMayUninstallItselfWhenItIsCalled)
+{
+    class OneCall final : public LogHandler {
+    public:
+        OneCall() : LogHandler("Test", 63) {}
+
+        void HandleLog(const char*, Logger::LogLevel, const char*) override
+        {
+            ++calls;
+            Logger::UninstallHandler(this);
+        }
+
+        int calls = 0;
+    };
+    RecordingHandler everythingElse("", 0);
+    Logger::InstallDefaultHandler(&everythingElse);
+    OneCall handler;
+    Logger::InstallHandler(&handler);
+    const Interposed waiting(interpose::g_cond_wait_until, [](auto*, auto...) {
+        ADD_FAILURE() << "it waits for itself";
+        return FALSE;
+    });
+
+    Logger::Info("Test", "first");
+    Logger::Info("Test", "second");
+    EXPECT_EQ(1, handler.calls);
+    EXPECT_THAT(everythingElse.texts(), ElementsAre("second"));
+}
+
+// GLib looks up the handler of a message, lets go of its lock, and only then calls it.
+class LateCall {
+public:
+    explicit LateCall(RecordingHandler& handler) : _handler(handler)
+    {
+        const Interposed set(interpose::g_log_set_handler,
+                             [this](auto* real, auto domain, auto levels, GLogFunc function, gpointer data) {
+                                 _function = function;
+                                 return real(domain, levels, function, data);
+                             });
+        Logger::InstallHandler(&handler);
+        Logger::UninstallHandler(&handler);
+    }
+
+    void make(const char* message) { _function("Test", G_LOG_LEVEL_WARNING, message, &_handler); }
+
+private:
+    RecordingHandler& _handler;
+    GLogFunc _function = nullptr;
+};
+
+TEST_F(LoggerTest, messageOnItsWayToAnUninstalledHandlerGoesToTheDefaultOne)
+{
+    RecordingHandler everythingElse("", 0);
+    Logger::InstallDefaultHandler(&everythingElse);
+    RecordingHandler handler("Test", 63);
+    LateCall late(handler);
+
+    late.make("late");
+    EXPECT_THAT(handler.calls(), IsEmpty());
+    ASSERT_EQ(1U, everythingElse.calls().size());
+    EXPECT_EQ("late", everythingElse.calls()[0].message);
+    EXPECT_EQ("Test", everythingElse.calls()[0].domain);
+    EXPECT_EQ(Logger::LevelWarning, everythingElse.calls()[0].level);
+}
+
+TEST_F(LoggerTest, messageOnItsWayToAnUninstalledHandlerGoesToGlibWithoutADefaultOne)
+{
+    EXPECT_EXIT(
+        {
+            RecordingHandler handler("Test", 63);
+            LateCall late(handler);
+            late.make("late");
+            std::exit(handler.calls().empty() ? EXIT_SUCCESS : EXIT_FAILURE);
+        },
+        ::testing::ExitedWithCode(EXIT_SUCCESS), HasSubstr("Test-WARNING **: "));
 }
 
 TEST_F(LoggerTest, installHandlerTellsGlibDomainLevelsAndHandler)
