@@ -14,7 +14,7 @@ class Thread;
 /// timer that is to fire once calls stop() from timeout(). Stands on GLib's timeout source.
 ///
 /// start(), stop() and the destructor belong on the thread whose loop runs the timer, or to a time when that loop
-/// cannot dispatch it; no lock is taken.
+/// cannot dispatch it; no lock is taken. A stopped timer may be started from any one thread.
 class MURN_API Timer {
 public:
     /// A stopped timer.
@@ -33,8 +33,8 @@ public:
     /// Starts the timer, anew from zero if it runs.
     /// @param intervalMs  milliseconds between two expiries
     /// @param thread      the thread whose loop runs the timer; null for the calling one, which must be registered
-    ///                    with the application then. Another thread's loop must not be running yet: its first timeout()
-    ///                    might come before this returns, and a stop() in it would find the timer not started.
+    ///                    with the application then. On another thread the first timeout() may come before this
+    ///                    returns; it may stop and delete the timer. One that runs already is not restarted from here.
     void start(unsigned int intervalMs, Thread* thread);
     /// Stops the timer: timeout() is not called any more. Does nothing to a stopped timer. Allowed within timeout().
     void stop();

@@ -12,7 +12,8 @@ class Timer;
 /// A GLib timeout source that fires a Timer from its construction to its destruction.
 class GlibTimer {
 public:
-    GlibTimer(Timer* timer, unsigned int intervalMs, Thread* thread);
+    /// @param keeper  null, or where to keep the address of this object before the source can fire
+    GlibTimer(Timer* timer, unsigned int intervalMs, Thread* thread, GlibTimer** keeper = nullptr);
     virtual ~GlibTimer();
 
     GlibTimer(const GlibTimer&) = delete;

@@ -11,9 +11,12 @@
 
 namespace Murn {
 
-GlibTimer::GlibTimer(Timer* timer, unsigned int intervalMs, Thread* thread)
+GlibTimer::GlibTimer(Timer* timer, unsigned int intervalMs, Thread* thread, GlibTimer** keeper)
     : _source(g_timeout_source_new(intervalMs)), _timer(timer)
 {
+    // Kept before it is attached: from then on the thread may fire the timer, stop it and delete it.
+    if (keeper != nullptr)
+        *keeper = this;
     // The callback gets the timer, which outlives a stop from within timeout(), and not this object.
     g_source_set_callback(_source, Timer_Callback, _timer, nullptr);
     Thread* const home = thread != nullptr ? thread : Application::CurrentThread();
@@ -49,7 +52,7 @@ void Timer::start(unsigned int intervalMs, Thread* thread)
 {
     if (isRunning())
         stop();
-    _impl = new GlibTimer(this, intervalMs, thread);
+    static_cast<void>(new GlibTimer(this, intervalMs, thread, &_impl));  // may be gone again by now
 }
 
 void Timer::stop()

@@ -7,6 +7,7 @@
 #include "InterposeLibc.h"
 #include "Runtime.h"
 #include "VirtualTable.h"
+#include "Wait.h"
 
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -236,6 +237,52 @@ TEST_F(TimerTest, firesOnTheLoopOfTheThreadThatItIsGiven)
     EXPECT_EQ(fired.get_future().get(), &thread);
     thread.stop();
     thread.join();
+}
+
+TEST_F(TimerTest, mayBeStoppedOnAnotherThreadBeforeItsStartReturns)
+{
+    Worker worker;
+    std::atomic<int> timeouts{0};
+    FunctionTimer* timer = nullptr;
+    FunctionTimer stopping([&] {
+        timer->stop();
+        ++timeouts;
+    });
+    timer = &stopping;
+    {
+        const Interposed attaching(interpose::g_source_attach, [&](auto* real, auto... arguments) {
+            const guint id = real(arguments...);
+            EXPECT_TRUE(waitUntil([&] { return timeouts != 0; }));
+            return id;
+        });
+        stopping.start(0, worker.thread());
+    }
+    worker.run([] {});
+
+    EXPECT_FALSE(stopping.isRunning());
+    EXPECT_EQ(timeouts, 1);
+}
+
+TEST_F(TimerTest, mayBeDeletedOnAnotherThreadBeforeItsStartReturns)
+{
+    Worker worker;
+    std::atomic<int> timeouts{0};
+    FunctionTimer* timer = nullptr;
+    timer = new FunctionTimer([&] {
+        delete timer;
+        ++timeouts;
+    });
+    {
+        const Interposed attaching(interpose::g_source_attach, [&](auto* real, auto... arguments) {
+            const guint id = real(arguments...);
+            EXPECT_TRUE(waitUntil([&] { return timeouts != 0; }));
+            return id;
+        });
+        timer->start(0, worker.thread());
+    }
+    worker.run([] {});
+
+    EXPECT_EQ(timeouts, 1);
 }
 
 TEST_F(TimerTest, takesTurnsWithOtherTimersOfItsLoop)
