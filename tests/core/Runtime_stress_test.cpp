@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Runtime.h"
+#include "Stress.h"
 #include "ThreadGroup.h"
 #include "Wait.h"
 
@@ -148,7 +149,7 @@ TEST_F(RuntimeStressTest, everyStartedThreadFindsItselfFromTheBeginning)
             ++lost;
     });
 
-    for (int round = 0; round < 3000; ++round)
+    for (int round = 0; round < stressRounds(3000); ++round)
         startAndJoin(thread);
 
     EXPECT_EQ(lost, 0);
@@ -159,7 +160,7 @@ TEST_F(RuntimeStressTest, everyStopThatFindsALoopEndsIt)
     LostStops lostStops;
     BodyThread thread([&] { thread.exec(); });
 
-    for (int round = 0; round < 1000; ++round) {
+    for (int round = 0; round < stressRounds(1000); ++round) {
         thread.start();
         int before = 0;
         do {
@@ -174,7 +175,7 @@ TEST_F(RuntimeStressTest, everyStopThatFindsALoopEndsIt)
 TEST_F(RuntimeStressTest, stopsMayComeAtAnyMomentOfTheLoopsLife)
 {
     const Silence silence;
-    constexpr int loops = 2000;
+    const int loops = stressRounds(2000);
     std::atomic<bool> ended{false};
     BodyThread thread([&] {
         for (int loop = 0; loop < loops; ++loop)
@@ -204,8 +205,8 @@ TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderAndOnTheThreadToWhichItsRe
     first.run([&] { receiver = new Receiver(arrivals); });
 
     Producers producers(producerCount, receiver, arrivals);
-    constexpr int rounds = 200;
-    constexpr unsigned int events = 5000;
+    const int rounds = stressRounds(200);
+    const auto events = static_cast<unsigned int>(stressRounds(5000));
     for (int round = 0; round < rounds || producers.posted() < events; ++round) {
         first.run([&] { receiver->moveToThread(second.thread()); });
         second.run([&] { receiver->moveToThread(first.thread()); });
@@ -223,7 +224,7 @@ TEST_F(RuntimeStressTest, everyEventArrivesOnceInOrderWhenTheReceiversThreadEnds
 {
     const Silence silence;
     constexpr int producerCount = 2;
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < stressRounds(200); ++round) {
         Arrivals arrivals(producerCount);
         Object* receiver = nullptr;
         auto worker = std::make_unique<Worker>();
@@ -247,7 +248,7 @@ TEST_F(RuntimeStressTest, anObjectMayBeDeletedOnItsNewThreadWhileTheOldOneLeaves
 {
     Worker first;
     Worker second;
-    for (int round = 0; round < 500; ++round) {
+    for (int round = 0; round < stressRounds(500); ++round) {
         Record record;
         Object* object = nullptr;
         first.run([&] { object = new Recorder(record); });
@@ -269,7 +270,7 @@ TEST_F(RuntimeStressTest, theLastOfManyReferencesDeletesTheObjectBehindAllItsEve
     constexpr int holders = 3;
     constexpr unsigned int eventsEach = 5;
     Worker worker;
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < stressRounds(300); ++round) {
         Record record;
         Object* object = nullptr;
         worker.run([&] { object = new Recorder(record); });
@@ -294,7 +295,7 @@ TEST_F(RuntimeStressTest, theLastOfManyReferencesDeletesTheObjectBehindAllItsEve
 TEST_F(RuntimeStressTest, everyExternalThreadGetsItsAnswerOnItself)
 {
     constexpr int threadCount = 64;
-    constexpr int rounds = 10;
+    const int rounds = stressRounds(10);
     struct Question : Event {
         explicit Question(Object* from) : Event(7, nullptr), _from(from) {}
         Object* _from;
@@ -321,7 +322,7 @@ TEST_F(RuntimeStressTest, everyExternalThreadGetsItsAnswerOnItself)
         Application::ProcessEvents(true);
 
     threads.join();
-    EXPECT_EQ(answeredRecord.types().size(), std::size_t{threadCount * rounds});
+    EXPECT_EQ(answeredRecord.types().size(), static_cast<std::size_t>(threadCount * rounds));
 }
 
 TEST_F(RuntimeStressTest, threadsThatHandOverThemselvesAtOnceAreAllCollected)

@@ -2,6 +2,7 @@
 #include <kxPAL/ThreadPool.h>
 
 #include "Runtime.h"
+#include "Stress.h"
 #include "ThreadGroup.h"
 #include "Units.h"
 
@@ -13,7 +14,7 @@ using Murn::ThreadPool;
 namespace {
 
 constexpr int producerCount = 8;
-constexpr int unitsEach = 12'500;
+const int unitsEach = stressRounds(12'500);
 
 /// Counts the runs and the ends of the units of all producers.
 class Tally {
@@ -47,13 +48,13 @@ class ThreadPoolStressTest : public RuntimeTest {};
 
 TEST_F(ThreadPoolStressTest, everyUnitOfManyThreadsRunsAndGoesOnce)
 {
-    constexpr std::size_t count = std::size_t{producerCount} * unitsEach;
+    const std::size_t count = std::size_t{producerCount} * static_cast<std::size_t>(unitsEach);
     Tally tally(count);
     {
         ThreadPool pool(4);
         ThreadGroup producers(producerCount, [&](int producer) {
-            const std::size_t first = static_cast<std::size_t>(producer) * unitsEach;
-            for (std::size_t unit = first; unit < first + unitsEach; ++unit)
+            const std::size_t first = static_cast<std::size_t>(producer) * static_cast<std::size_t>(unitsEach);
+            for (std::size_t unit = first; unit < first + static_cast<std::size_t>(unitsEach); ++unit)
                 pool.run(new TalliedUnit(tally, unit));
         });
         producers.join();
@@ -107,7 +108,7 @@ TEST_F(ThreadPoolStressTest, poolsOfAllSizesComeAndGoWithWorkInThem)
 {
     std::atomic<int> ends{0};
     int units = 0;
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < stressRounds(200); ++round) {
         ThreadPool pool(1 + round % 8);
         for (int unit = 0; unit < round % 20; ++unit, ++units)
             pool.run(new FunctionUnit([] {}, [&] { ++ends; }));
@@ -118,7 +119,7 @@ TEST_F(ThreadPoolStressTest, poolsOfAllSizesComeAndGoWithWorkInThem)
 
 TEST_F(ThreadPoolStressTest, eventsReachTheObjectsThatUnitsMakeOnTheirOwnThread)
 {
-    constexpr int count = 5'000;
+    const int count = stressRounds(5'000);
     std::atomic<int> arrived{0};
     std::atomic<int> strayed{0};
     class Guest : public Murn::Object {
@@ -153,6 +154,31 @@ TEST_F(ThreadPoolStressTest, eventsReachTheObjectsThatUnitsMakeOnTheirOwnThread)
 
     EXPECT_EQ(arrived, count);
     EXPECT_EQ(strayed, 0);
+}
+
+// Whoever hands in last ends the pool at once, while the others are still on their way out of run().
+TEST_F(ThreadPoolStressTest, poolsEndRightBehindTheLastUnitThatAnyThreadHandsIn)
+{
+    constexpr int producers = 4;
+    constexpr int unitsOfEach = 5;
+    for (int round = 0; round < stressRounds(200); ++round) {
+        std::atomic<int> runs{0};
+        std::atomic<int> ends{0};
+        std::atomic<int> atWork{producers};
+        auto* const pool = new ThreadPool(1 + round % 3);
+        StartingLine line(producers);
+        ThreadGroup threads(producers, [&](int) {
+            line.wait();
+            for (int unit = 0; unit < unitsOfEach; ++unit)
+                pool->run(new FunctionUnit([&] { ++runs; }, [&] { ++ends; }));
+            if (--atWork == 0)
+                delete pool;
+        });
+        threads.join();
+
+        ASSERT_EQ(runs, producers * unitsOfEach);
+        ASSERT_EQ(ends, producers * unitsOfEach);
+    }
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "InterposeSockets.h"
 #include "LogCapture.h"
 #include "MadeUpInterfaces.h"
+#include "Stress.h"
 #include "ThreadGroup.h"
 #include "ThreadState.h"
 #include "Wait.h"
@@ -308,7 +309,7 @@ TEST_F(MulticastThreads, wakesAnyNumberOfTimesWithoutWaiting)
 
 TEST_F(MulticastThreads, sendsWhileItReceives)
 {
-    constexpr int count = 2000;
+    const int count = stressRounds(2000);
     std::atomic<int> received{0};
     std::vector<std::string> wrong;
     std::thread receiver([&] {
@@ -327,11 +328,36 @@ TEST_F(MulticastThreads, sendsWhileItReceives)
     EXPECT_THAT(wrong, IsEmpty());
 }
 
+TEST_F(MulticastThreads, isWokenOrClosedWhateverTheMomentOfItsWait)
+{
+    const StdoutCapture ignored;
+    const LogCapture warnings;  // of a wait that met the close
+    for (int round = 0; round < stressRounds(300); ++round) {
+        MulticastUdpSocket all;
+        HostAddress group(textA);
+        ASSERT_EQ(all.registerOnMulticastGroup({&group}, port(), false), 0);
+        const bool closed = round % 2 == 0;
+        long result = 1000;
+        StartingLine line(2);
+        std::thread receiver([&] {
+            char buffer[16];
+            line.wait();
+            result = all.recvfrom(buffer, sizeof buffer, nullptr, nullptr);
+        });
+        line.wait();
+        for (int turn = 0; turn < round % 5; ++turn)
+            std::this_thread::yield();
+        closed ? all.close() : all.wakeUp();
+        receiver.join();
+        ASSERT_TRUE(result == -1 || (closed && result == 0)) << result;
+    }
+}
+
 TEST_F(MulticastThreads, isWokenAndClosedAtAnyTime)
 {
     const StdoutCapture ignored;
     const LogCapture warnings;  // of a wait that had yet to begin, and of datagrams that had
-    for (int round = 0; round < 100; ++round) {
+    for (int round = 0; round < stressRounds(100); ++round) {
         MulticastUdpSocket all;
         HostAddress group(textA);
         ASSERT_EQ(all.registerOnMulticastGroup({&group}, port(), false), 0);
