@@ -46,7 +46,8 @@ public:
     /// Copies the address with its port, flow information and scope.
     HostAddress(const HostAddress& other);
     /// Parses numeric text (`inet_pton`), as IPv4 and then as IPv6. Host names are not looked up; see FromHostName().
-    /// @param text  such as "192.168.1.10" or "fe80::1"; anything else gives an Invalid address
+    /// @param text  such as "192.168.1.10" or "fe80::1"; anything else gives an Invalid address,
+    ///              and so does an address with a zero byte behind it
     HostAddress(const std::string& text);
     /// Copies a socket address whole: port, flow information and scope included.
     /// @param address  not null; of the family `AF_INET` or `AF_INET6`, any other gives an Invalid address

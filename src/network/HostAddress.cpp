@@ -28,9 +28,17 @@ struct FreeAddresses {
     void operator()(addrinfo* list) const { ::freeaddrinfo(list); }
 };
 
+// The platform's calls end a text at its first zero byte, and would take "127.0.0.1" from what is no address at all.
+bool hasZeroByte(const std::string& text)
+{
+    return text.find('\0') != std::string::npos;
+}
+
 // The resolver's list, or null when the look-up failed.
 std::unique_ptr<addrinfo, FreeAddresses> lookUp(const std::string& name, HostAddress::Type family)
 {
+    if (hasZeroByte(name))
+        return nullptr;
     addrinfo hints{};
     hints.ai_family = family;
     addrinfo* list = nullptr;
@@ -76,6 +84,8 @@ HostAddress::HostAddress(const HostAddress& other) : _type(other._type), _addres
 
 HostAddress::HostAddress(const std::string& text) : _type(Invalid), _address()
 {
+    if (hasZeroByte(text))
+        return;
     in_addr ipv4;
     in6_addr ipv6;
     if (::inet_pton(AF_INET, text.c_str(), &ipv4) >= 1)

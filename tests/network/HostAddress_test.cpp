@@ -204,6 +204,19 @@ TEST(HostAddress, looksNoNameUpWhenItParses)
     EXPECT_THAT(log.calls(), IsEmpty());
 }
 
+TEST(HostAddress, hidesNothingBehindAZeroByte)
+{
+    using namespace std::string_literals;
+    interpose::CallLog log;
+    Interposed resolver(interpose::getaddrinfo, log.noting("getaddrinfo"));
+    EXPECT_EQ(HostAddress("127.0.0.1\0.example.org"s).type(), HostAddress::Invalid);
+    EXPECT_EQ(HostAddress("::1\0"s).type(), HostAddress::Invalid);
+    EXPECT_EQ(HostAddress::FromHostName("127.0.0.1\0.example.org"s, HostAddress::IPv4).type(),
+              HostAddress::Unspecified);
+    EXPECT_THAT(HostAddress::ResolveHostName("127.0.0.1\0"s, HostAddress::IPv4), IsEmpty());
+    EXPECT_THAT(log.calls(), IsEmpty());
+}
+
 TEST(HostAddress, takesAnIPv4SocketAddressWhole)
 {
     sockaddr_in address = addressIPv4("10.1.2.3", 4711);
