@@ -14,7 +14,8 @@ namespace Murn {
 /// failed.
 ///
 /// A relative path is taken from the directory of the program, as File::setPath() does; without an application that
-/// ends the process through a fatal check. Several operations change the path of the object; each says so.
+/// ends the process through a fatal check. Several operations change the path of the object; each says so. A path with
+/// a zero byte in it names nothing, as in File.
 ///
 /// One thread at a time, not locked. exists() and createDir() change the working directory of the process for a moment,
 /// and create(), remove() and File::create() use them: keep them away from threads that open relative paths.

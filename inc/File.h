@@ -22,7 +22,8 @@ namespace Murn {
 /// Bytes that were written may wait in the stream's buffer until flush(), close(), or the next seek. size() looks at
 /// the file itself and does not count them; so does every bound below that is made with it. flush() before asking.
 ///
-/// One thread at a time, not locked. Paths are bytes; where a path is taken apart, both "/" and "\" separate.
+/// One thread at a time, not locked. Paths are bytes; where a path is taken apart, both "/" and "\" separate. A path
+/// with a zero byte in it names nothing, not what is named up to there: whatever would reach the file fails (ENOENT).
 class MURN_API File {
 public:
     enum FileMode : int {

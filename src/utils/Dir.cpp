@@ -84,7 +84,7 @@ std::string Dir::getParentPath() const
 bool Dir::exists() const
 {
     const WorkingDirectory here;
-    if (::chdir(_path.c_str()) != 0)
+    if (::chdir(paths::forSystem(_path)) != 0)
         return false;
     here.comeBack();
     return true;
@@ -95,9 +95,9 @@ bool Dir::createDir(std::string name)
     if (!exists() || name.find('/') != std::string::npos)
         return false;
     const WorkingDirectory here;
-    if (::chdir(_path.c_str()) != 0)
+    if (::chdir(paths::forSystem(_path)) != 0)
         return false;  // gone since it was seen; never make the child somewhere else
-    const bool made = ::mkdir(name.c_str(), childMode) == 0;
+    const bool made = ::mkdir(paths::forSystem(name), childMode) == 0;
     here.comeBack();
     if (made)
         _path += "/" + std::move(name);
@@ -121,7 +121,7 @@ bool Dir::create()
         }
         // For everybody, directories that were there before included, on purpose; others' keep their mode.
         if (made)
-            static_cast<void>(::chmod(component.c_str(), sharedMode));
+            static_cast<void>(::chmod(paths::forSystem(component), sharedMode));
     }
     _path = kept;
     return made;
@@ -130,7 +130,7 @@ bool Dir::create()
 std::vector<EntryInfo> Dir::entries() const
 {
     std::vector<EntryInfo> found;
-    DIR* const directory = ::opendir(_path.c_str());
+    DIR* const directory = ::opendir(paths::forSystem(_path));
     if (directory == nullptr)
         return found;
     struct stat status {};  // what cannot be looked at keeps the mode of what came before
@@ -156,7 +156,7 @@ bool Dir::removeDir(std::string path)
         if (!gone)
             return false;
     }
-    if (::rmdir(path.c_str()) != 0)  // as given, on purpose, unlike what is in it
+    if (::rmdir(paths::forSystem(path)) != 0)  // as given, on purpose, unlike what is in it
         return false;
     setPath(paths::beforeName(_path));
     return true;
@@ -169,7 +169,7 @@ bool Dir::remove()
 
 bool Dir::move(const std::string& newPath)
 {
-    return std::rename(_path.c_str(), newPath.c_str()) == 0;
+    return std::rename(paths::forSystem(_path), paths::forSystem(newPath)) == 0;
 }
 
 bool Dir::lastAccessedTime(long& t) const

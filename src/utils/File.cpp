@@ -78,7 +78,7 @@ bool File::open(FileMode mode)
     const char* const openMode = streamMode(mode);
     if (openMode == nullptr)
         return false;
-    _stream = std::fopen(_path.c_str(), openMode);
+    _stream = std::fopen(paths::forSystem(_path), openMode);
     if (_stream == nullptr)
         return false;
     _mode = mode;
@@ -110,7 +110,7 @@ bool File::setPos(long pos)
 
 std::int64_t File::size() const
 {
-    std::FILE* const stream = std::fopen(_path.c_str(), "r");
+    std::FILE* const stream = std::fopen(paths::forSystem(_path), "r");
     if (stream == nullptr)
         return -1;
     if (::fseeko(stream, 0, SEEK_END) != 0)
@@ -209,23 +209,23 @@ bool File::create()
     Dir directory(path());
     if (!directory.exists() && !directory.create())
         return false;
-    std::FILE* const stream = std::fopen(_path.c_str(), "a");
+    std::FILE* const stream = std::fopen(paths::forSystem(_path), "a");
     if (stream == nullptr)
         return false;
     static_cast<void>(std::fclose(stream));  // nothing was written
     // For everybody, on purpose. A file of somebody else's keeps its mode, so the result is nobody's concern.
-    static_cast<void>(::chmod(_path.c_str(), S_IRWXU | S_IRWXG | S_IRWXO));
+    static_cast<void>(::chmod(paths::forSystem(_path), S_IRWXU | S_IRWXG | S_IRWXO));
     return true;
 }
 
 bool File::removeFile()
 {
-    return _stream == nullptr && std::remove(_path.c_str()) == 0;
+    return _stream == nullptr && std::remove(paths::forSystem(_path)) == 0;
 }
 
 bool File::move(const std::string& newPath)
 {
-    return std::rename(_path.c_str(), newPath.c_str()) == 0;
+    return std::rename(paths::forSystem(_path), paths::forSystem(newPath)) == 0;
 }
 
 void File::setPath(std::string path)
@@ -259,7 +259,7 @@ std::string File::getParentPath() const
 
 bool File::exists() const
 {
-    std::FILE* const stream = std::fopen(_path.c_str(), "r");
+    std::FILE* const stream = std::fopen(paths::forSystem(_path), "r");
     if (stream == nullptr)
         return false;
     static_cast<void>(std::fclose(stream));  // nothing was written

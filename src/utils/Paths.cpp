@@ -33,10 +33,15 @@ std::string resolved(const std::string& path)
     return path.empty() ? directory : directory + "/" + path;
 }
 
+const char* forSystem(const std::string& path)
+{
+    return path.find('\0') == std::string::npos ? path.c_str() : "";
+}
+
 bool lastAccessedTime(const std::string& path, long& t)
 {
     struct stat status {};
-    if (::stat(path.c_str(), &status) != 0)
+    if (::stat(forSystem(path), &status) != 0)
         return false;
     t = status.st_atime;
     return true;
@@ -45,7 +50,7 @@ bool lastAccessedTime(const std::string& path, long& t)
 bool lastModifiedTime(const std::string& path, long& t)
 {
     struct stat status {};
-    if (::stat(path.c_str(), &status) != 0)
+    if (::stat(forSystem(path), &status) != 0)
         return false;
     t = status.st_mtime;
     return true;
@@ -54,13 +59,13 @@ bool lastModifiedTime(const std::string& path, long& t)
 bool setLastAccessedTime(const std::string& path, long t)
 {
     utimbuf times{t, 0};
-    return lastModifiedTime(path, times.modtime) && ::utime(path.c_str(), &times) == 0;
+    return lastModifiedTime(path, times.modtime) && ::utime(forSystem(path), &times) == 0;
 }
 
 bool setLastModifiedTime(const std::string& path, long t)
 {
     utimbuf times{0, t};
-    return lastAccessedTime(path, times.actime) && ::utime(path.c_str(), &times) == 0;
+    return lastAccessedTime(path, times.actime) && ::utime(forSystem(path), &times) == 0;
 }
 
 }  // namespace Murn::paths

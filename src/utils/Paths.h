@@ -18,6 +18,10 @@ std::string parentOf(const std::string& path);
 /// An absolute path as it is; any other one from the directory of the program's first argument.
 std::string resolved(const std::string& path);
 
+/// The path in the way that system calls take it. They would end it at its first zero byte, where it may name something
+/// else altogether; so a path with such a byte is handed on as the empty one, which names nothing (ENOENT).
+const char* forSystem(const std::string& path);
+
 /// The times in whole seconds since the Unix epoch. False when the path has none.
 bool lastAccessedTime(const std::string& path, long& t);
 bool lastModifiedTime(const std::string& path, long& t);

@@ -279,6 +279,22 @@ TEST_F(DirTest, makesNoChildThatItCannot)
     EXPECT_EQ(entriesOf(dir), (std::map<std::string, int>{{"file", 1}}));
 }
 
+TEST_F(DirTest, isNotFoundByAPathWithAZeroByteInIt)
+{
+    using namespace std::string_literals;
+    Dir dir(_path + "\0/x"s);
+    EXPECT_FALSE(dir.exists());
+    EXPECT_TRUE(Dir(_folder.path() + "\0"s).entries().empty());
+    EXPECT_FALSE(dir.move(_folder.path("moved")));
+    EXPECT_FALSE(Dir(_path).move(_folder.path("moved\0"s)));
+
+    Dir parent(_path);
+    EXPECT_FALSE(parent.createDir("child\0x"s));
+    EXPECT_EQ(parent.path(), _path);
+    EXPECT_FALSE(Dir(_path + "/child\0x"s).create());
+    EXPECT_TRUE(parent.entries().empty());
+}
+
 TEST_F(DirTest, makesNoChildElsewhereWhenItIsGoneMeanwhile)
 {
     int entries = 0;

@@ -289,6 +289,19 @@ TEST_F(DirTreeTest, touchesNothingWhenItIsMissing)
     EXPECT_EQ(dir.path(), _folder.path("missing"));
 }
 
+// The paths of what is in it would all name the directory itself, again and again.
+TEST_F(DirTreeTest, isNotRemovedByAPathWithAZeroByteInIt)
+{
+    using namespace std::string_literals;
+    const std::string path = _folder.makeDirectory("dir");
+    _folder.makeDirectory("dir/child");
+    _folder.makeFile("dir/child/file");
+    Dir dir(path + "\0"s);
+    EXPECT_FALSE(dir.remove());
+    EXPECT_FALSE(dir.removeDir(path + "\0"s));
+    EXPECT_TRUE(fs::exists(path + "/child/file"));
+}
+
 TEST_F(DirTreeTest, isRemovedByARelativePathFromTheProgramsAndTheWorkingDirectory)
 {
     makeTree();

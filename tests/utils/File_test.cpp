@@ -482,6 +482,26 @@ TEST_F(FileTest, hasNoTimesWhenItIsMissing)
     EXPECT_EQ(time, 42);
 }
 
+TEST_F(FileTest, isNotFoundByAPathWithAZeroByteInIt)
+{
+    using namespace std::string_literals;
+    const std::string path = _path + "\0.txt"s;
+    File file(path);
+    EXPECT_EQ(file.fileName(), "file\0.txt"s);
+    EXPECT_FALSE(file.exists());
+    EXPECT_FALSE(file.open(File::ReadWrite));
+    EXPECT_EQ(file.size(), -1);
+    EXPECT_FALSE(file.create());
+    EXPECT_FALSE(file.removeFile());
+    EXPECT_FALSE(file.move(_missing));
+    EXPECT_FALSE(File(_path).move(_missing + "\0"s));
+    long t = 1;
+    EXPECT_FALSE(file.lastAccessedTime(t) || file.lastModifiedTime(t) || file.setLastModifiedTime(t));
+    EXPECT_FALSE(File(_missing + "\0"s).create());
+    EXPECT_EQ(bytes(), "0123456789");
+    EXPECT_FALSE(File(_missing).exists());
+}
+
 TEST_F(FileTest, takesNamesOfAnyBytes)
 {
     for (const char* const name :
