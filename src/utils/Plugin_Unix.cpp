@@ -7,12 +7,24 @@
 
 namespace Murn {
 
+namespace {
+
+// The loader would end a text with such a byte there: a path may become another one, and no path at all the program.
+bool hasZeroByte(const std::string& text)
+{
+    return text.find('\0') != std::string::npos;
+}
+
+}  // namespace
+
 void* Plugin::PlatformLoad(const std::string& path)
 {
     MURN_CHECK(!path.empty());
-    void* const handle = ::dlopen(path.c_str(), RTLD_LAZY);
+    const bool isPath = !hasZeroByte(path);
+    void* const handle = isPath ? ::dlopen(path.c_str(), RTLD_LAZY) : nullptr;
     if (handle == nullptr)
-        Logger::Warning("PAL", "Shared library \"%s\" failed to open with error: %s!", path.c_str(), ::dlerror());
+        Logger::Warning("PAL", "Shared library \"%s\" failed to open with error: %s!", path.c_str(),
+                        isPath ? ::dlerror() : "zero byte in the path");
     else
         Logger::Message("PAL", "Shared library \"%s\" opened successfully.", path.c_str());
     return handle;
@@ -32,7 +44,7 @@ bool Plugin::PlatformUnload(void* handle)
 void* Plugin::FindSymbol(void* handle, const std::string& name)
 {
     MURN_CHECK(handle);
-    return ::dlsym(handle, name.c_str());
+    return hasZeroByte(name) ? nullptr : ::dlsym(handle, name.c_str());
 }
 
 }  // namespace Murn

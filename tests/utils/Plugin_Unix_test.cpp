@@ -64,6 +64,27 @@ TEST_F(PluginCallsTest, opensOnceWithLazyBindingAloneAndClosesOnce)
     logged();
 }
 
+TEST_F(PluginCallsTest, opensNothingForAPathWithAZeroByteInIt)
+{
+    using namespace std::string_literals;
+    EXPECT_EQ(Plugin::Load(_good + "\0.so"s), nullptr);
+    EXPECT_EQ(Plugin::Load("\0"s + _good), nullptr);  // no path at all would be the program itself
+    EXPECT_THAT(_log.calls(), IsEmpty());
+    const std::string error = "failed to open with error: zero byte in the path!";
+    EXPECT_THAT(logged(), ElementsAre(isWarning("Shared library \"" + _good + "\" " + error),
+                                      isWarning("Shared library \"\" " + error)));
+}
+
+TEST_F(PluginCallsTest, findsNoSymbolByANameWithAZeroByteInIt)
+{
+    using namespace std::string_literals;
+    void* const handle = Plugin::PlatformLoad(_good);
+    EXPECT_NE(Plugin::FindSymbol(handle, "__Ormet_PAL_PluginLoad"), nullptr);
+    EXPECT_EQ(Plugin::FindSymbol(handle, "__Ormet_PAL_PluginLoad\0s"s), nullptr);
+    EXPECT_TRUE(Plugin::PlatformUnload(handle));
+    logged();
+}
+
 TEST_F(PluginCallsTest, closesNothingThatIsStillReferenced)
 {
     Plugin* const plugin = Plugin::Load(_good);
