@@ -88,7 +88,8 @@ void enumerateAddressed()
         return;  // without closing the socket, on purpose
     }
 
-    const auto length = static_cast<std::size_t>(query.ifc_len);
+    // No more than there is room for, whatever the platform says.
+    const auto length = static_cast<std::size_t>(std::clamp(query.ifc_len, 0, static_cast<int>(sizeof configuration)));
     for (std::size_t at = 0; at + sizeof(ifreq) <= length; at += sizeof(ifreq)) {
         const char* const field = configuration + at + offsetof(ifreq, ifr_name);
         const std::string name(field, ::strnlen(field, IFNAMSIZ));

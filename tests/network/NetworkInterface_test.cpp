@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <kxPAL/NetworkInterface.h>
 
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -284,6 +285,20 @@ TEST(NetworkInterface, readsWholeEntriesOnly)
 
     EXPECT_THAT(namesOf(enumerate().interfaces), ElementsAre("eth0"));
     EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+TEST(NetworkInterface, readsNoMoreThanThereIsRoomForWhateverThePlatformSays)
+{
+    for (const int extra : {16384, std::numeric_limits<int>::max() - 40, -41, std::numeric_limits<int>::min()}) {
+        MadeUpInterfaces machine;
+        machine.add("eth0", "192.0.2.1", ethernet);
+        machine.extraLength = extra;
+        const LogCapture log("NetworkIf");
+
+        // There is room for 409 entries, of which only the first one has a name.
+        EXPECT_EQ(enumerate().interfaces.size(), extra > 0 ? 1U : 0U) << extra;
+        EXPECT_EQ(log.texts().size(), extra > 0 ? 408U : 0U) << extra;
+    }
 }
 
 TEST(NetworkInterface, closesTheSocketWhenThereIsNothingToAskFor)
