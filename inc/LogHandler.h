@@ -27,7 +27,8 @@ public:
     /// at a level that GLib was told to take for fatal, which only the default handler gets to see.
     /// @param domain   the domain of the message; null when it was logged without one
     /// @param level    the severity, without GLib's flag bits
-    /// @param message  the stamped and formatted text, valid during the call
+    /// @param message  the stamped and formatted text, valid during the call; empty when printf refused the values,
+    ///                 such as wide letters that the locale does not have
     virtual void HandleLog(const char* domain, Logger::LogLevel level, const char* message) = 0;
 
     std::string _domain;      ///< The domain given at construction.

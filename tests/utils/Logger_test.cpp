@@ -1019,6 +1019,26 @@ TEST_F(LoggerTest, uninstallHandlerTellsGlibDomainAndId)
     }
 }
 
+TEST_F(LoggerTest, handlerGetsAnEmptyTextWhenPrintfRefusesTheValues)
+{
+    RecordingHandler handler("Refused", 63);
+    Logger::InstallHandler(&handler);
+    Logger::Warning("Refused", "%ls", L"\xe9");  // no letter of the C locale
+    Logger::UninstallHandler(&handler);
+    EXPECT_THAT(handler.texts(), ElementsAre(""));
+}
+
+TEST_F(LoggerTest, handlerTakesLevelsOfTheHostsOwn)
+{
+    RecordingHandler handler("Own", 127);
+    Logger::InstallHandler(&handler);
+    Logger::SetMinimumLogLevel(static_cast<Logger::LogLevel>(100));
+    Logger::Log("Own", 64, "beyond debug");
+    Logger::UninstallHandler(&handler);
+    ASSERT_THAT(handler.texts(), ElementsAre("beyond debug"));
+    EXPECT_EQ(static_cast<int>(handler.calls().front().level), 64);
+}
+
 TEST_F(LoggerTest, keepsGlibsFlagsFromHandlers)
 {
     RecordingHandler handler("Test", 63);
