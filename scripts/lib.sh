@@ -10,6 +10,7 @@ FORMAT_PACKAGES=(clang-format-14 git)
 TIDY_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 clang-tidy-14)
 ABI_PACKAGES=("${LIBRARY_PACKAGES[@]}" abigail-tools g++-12)
 MUTANT_PACKAGES=("${TEST_PACKAGES[@]}" python3 util-linux)
+FUZZ_PACKAGES=("${LIBRARY_PACKAGES[@]}" clang-14 libclang-rt-14-dev llvm-14)
 
 # say WORD... - tells the user what goes on, apart from the output of the programs that a script runs.
 say() {
