@@ -804,6 +804,35 @@ TEST_F(ThreadTest, deliversOneObjectsEventsOnTheThreadThatAsks)
     EXPECT_THAT(record.threads(), ElementsAre(nullptr));
 }
 
+TEST_F(ThreadTest, deliversTheEventsOfTwoObjectsOnTwoThreadsThatAskAtOnce)
+{
+    Record earlierRecord;
+    Record laterRecord;
+    std::promise<void> laterBegins;
+    std::promise<void> earlierHasEnded;
+    Recorder later(laterRecord, [&](Event* event) {
+        if (event->_type != 8)
+            return;
+        laterBegins.set_value();
+        earlierHasEnded.get_future().wait();
+    });
+    std::thread asking;
+    Recorder earlier(earlierRecord, [&](Event*) {
+        asking = std::thread([&] { mainThread()->processEventsForObject(&later); });
+        laterBegins.get_future().wait();
+    });
+    post(&later, 8);
+    post(&earlier, 7);
+    post(&later, 9);
+
+    mainThread()->processEventsForObject(&earlier);
+    earlierHasEnded.set_value();
+    asking.join();
+
+    EXPECT_THAT(earlierRecord.types(), ElementsAre(7U));
+    EXPECT_THAT(laterRecord.types(), ElementsAre(8U, 9U));
+}
+
 TEST_F(ThreadTest, deliversTheRequestToDeleteAmongOneObjectsEvents)
 {
     Record record;
