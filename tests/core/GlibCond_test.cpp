@@ -1,10 +1,11 @@
-// The count of waiting threads behind a condition, which is there for whoever debugs a host.
+// What is behind a condition: its lock, and the count of waiting threads, which is there for whoever debugs a host.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <thread>
 #include <vector>
 
+#include "InterposeGlib.h"
 #include "Wait.h"
 #include "core/GlibCond.h"
 
@@ -21,16 +22,41 @@ struct Fields {
 
 static_assert(sizeof(Fields) == sizeof(GlibCond));
 
+Fields fieldsOf(const GlibCond& cond)
+{
+    Fields fields;
+    std::memcpy(&fields, static_cast<const void*>(&cond), sizeof fields);
+    return fields;
+}
+
 int waiters(GlibCond& cond)
 {
     cond.lock();
-    Fields fields;
-    std::memcpy(&fields, static_cast<const void*>(&cond), sizeof fields);
+    const Fields fields = fieldsOf(cond);
     cond.unlock();
     return fields.waiters;
 }
 
 }  // namespace
+
+TEST(GlibCond, keepsItsLockAndItsConditionInThisOrder)
+{
+    GlibCond cond;
+    GCond* condition = nullptr;
+    GMutex* mutex = nullptr;
+    const Interposed waiting(interpose::g_cond_wait, [&](auto, GCond* givenCondition, GMutex* givenMutex) {
+        condition = givenCondition;
+        mutex = givenMutex;
+    });
+
+    cond.lock();
+    cond.wait();
+    cond.unlock();
+
+    ASSERT_NE(condition, nullptr);
+    EXPECT_EQ(fieldsOf(cond).mutex, mutex);
+    EXPECT_EQ(fieldsOf(cond).condition, condition);
+}
 
 TEST(GlibCond, countsTheThreadsThatWait)
 {

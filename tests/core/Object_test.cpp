@@ -41,10 +41,12 @@ public:
     {
         ++_destroyCalls;
         _wasUnlocked = isUnlocked(this);
+        _wasValid = isValid();
     }
 
     int _destroyCalls = 0;
     bool _wasUnlocked = false;
+    bool _wasValid = true;
 };
 
 class ObjectTest : public RuntimeTest {};
@@ -161,25 +163,63 @@ TEST_F(ObjectTest, releasesItsMutexBeforeTheLastReferenceCallsDestroy)
     EXPECT_TRUE(object._wasUnlocked);
 }
 
+TEST_F(ObjectTest, isInvalidBeforeTheLastReferenceCallsDestroy)
+{
+    Shared object;
+    object.ref();
+
+    object.deref();
+
+    EXPECT_FALSE(object._wasValid);
+}
+
+/// Notes how many references the object has whenever its mutex is locked and before it is unlocked.
+std::vector<std::string> locksOf(Object& object, const std::function<void()>& function)
+{
+    interpose::CallLog calls;
+    const auto* const mutex = fieldAt<GRecMutex*>(object.mutex(), 0);
+    const auto note = [&](const GRecMutex* which, const char* what) {
+        if (which == mutex)
+            calls.note(what + std::to_string(fieldAt<unsigned int>(&object, 12)));
+    };
+    const Interposed locking(interpose::g_rec_mutex_lock, [&](auto real, GRecMutex* which) {
+        real(which);
+        note(which, "locked with ");
+    });
+    const Interposed unlocking(interpose::g_rec_mutex_unlock, [&](auto real, GRecMutex* which) {
+        note(which, "unlocked with ");
+        real(which);
+    });
+    function();
+    return calls.calls();
+}
+
 TEST_F(ObjectTest, guardsItsReferencesWithItsMutex)
 {
     Shared object;
-    std::atomic<bool> counted{false};
-    std::thread other;
-    {
-        object.mutex()->lock();
-        other = std::thread([&] {
-            object.ref();
-            counted = true;
-        });
-        // Time for a count that takes no lock to slip through; one that does cannot be early.
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        EXPECT_FALSE(counted);
-        object.mutex()->unlock();
-    }
-    other.join();
 
-    EXPECT_EQ(object.refsCount(), 1U);
+    EXPECT_THAT(locksOf(object, [&] { object.ref(); }), ElementsAre("locked with 0", "unlocked with 1"));
+    EXPECT_THAT(locksOf(object, [&] { object.ref(); }), ElementsAre("locked with 1", "unlocked with 2"));
+    EXPECT_THAT(locksOf(object, [&] { object.refsCount(); }), ElementsAre("locked with 2", "unlocked with 2"));
+    EXPECT_THAT(locksOf(object, [&] { object.deref(); }), ElementsAre("locked with 2", "unlocked with 1"));
+
+    object.deref();
+}
+
+TEST_F(ObjectTest, readsItsCountOnlyOnceItHasTheMutex)
+{
+    Shared object;
+    object.ref();
+    bool isFirst = true;
+    const Interposed locking(interpose::g_rec_mutex_lock, [&](auto real, GRecMutex* mutex) {
+        if (std::exchange(isFirst, false))
+            object.ref();  // somebody else is faster
+        real(mutex);
+    });
+
+    EXPECT_EQ(object.refsCount(), 2U);
+
+    object.deref();
     object.deref();
 }
 
@@ -214,6 +254,23 @@ TEST_F(ObjectTest, endsTheProcessWhenDeletedWithReferencesLeft)
             object.ref();
         },
         "_refsCount == 0", source);
+}
+
+TEST_F(ObjectTest, looksForReferencesLeftBeforeItDropsItsWaitingEvents)
+{
+    struct Announced : Event {
+        Announced() : Event(7, nullptr) {}
+        ~Announced() override { std::fputs("event dropped, ", stdout); }
+    };
+
+    EXPECT_FATAL_AFTER(
+        {
+            Object object;
+            object.ref();
+            Application::PostEvent(&object, new Announced);
+            std::fputs("deleted, ", stdout);
+        },
+        "deleted, ", "_refsCount == 0", source);
 }
 
 // Deletion
@@ -270,6 +327,42 @@ TEST_F(ObjectTest, isDeletedLaterWhenTheLastReferenceIsReleased)
 
     pump();
     EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
+    EXPECT_EQ(record.destructions(), 1);
+}
+
+TEST_F(ObjectTest, isDeletedAtOnceWhenTheLastReferenceIsReleasedAndItIsBoundToNoThread)
+{
+    Record record;
+    onForeignThread([&] {
+        Object* const object = new Recorder(record);
+        object->ref();
+        object->ref();
+        object->deref();
+        EXPECT_EQ(record.destructions(), 0);
+
+        object->deref();  // touches it no more once it is gone
+        EXPECT_EQ(record.destructions(), 1);
+    });
+    EXPECT_THAT(record.types(), IsEmpty());
+}
+
+TEST_F(ObjectTest, isServedByItsThreadWhenTheApplicationIsGone)
+{
+    Thread thread;
+    Record record;
+    std::atomic<int> disposals{0};
+    Object* const object = new Recorder(record);
+    object->moveToThread(&thread);
+    endApplication();
+
+    post(object, 7, disposals);
+    object->destroy();
+    EXPECT_EQ(thread.countEventsForObject(object), 2U);
+    EXPECT_EQ(record.destructions(), 0);
+
+    thread.processEvents(false);
+    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
+    EXPECT_EQ(disposals, 1);
     EXPECT_EQ(record.destructions(), 1);
 }
 

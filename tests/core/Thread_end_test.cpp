@@ -437,6 +437,22 @@ TEST_F(ThreadEndTest, endsBeforeAnotherThatBeganToEndLater)
     EXPECT_EQ(earlierRecord.destructions() + laterRecord.destructions(), 2);
 }
 
+TEST_F(ThreadEndTest, hasItsImplementationNoMoreWhenItsLastEventsAreDelivered)
+{
+    auto* const thread = new Thread;
+    Record record;
+    void* implementation = thread;
+    auto* const object = new Recorder(record, [&](Event*) { implementation = fieldAt<void*>(thread, 8); });
+    object->moveToThread(thread);
+    post(object, 7);
+    object->destroy();
+
+    delete thread;
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
+    EXPECT_EQ(implementation, nullptr);
+}
+
 TEST_F(ThreadEndTest, letsTheHandlersOfItsLastEventsDeleteOtherObjects)
 {
     auto thread = std::make_unique<Thread>();

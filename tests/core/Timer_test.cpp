@@ -199,6 +199,21 @@ TEST_F(TimerTest, replacesItsSourceWhenStartedAgain)
     EXPECT_THAT(calls.calls(), ElementsAre("attach", "destroy", "unref", "attach", "destroy", "unref"));
 }
 
+TEST_F(TimerTest, countsAsStoppedBeforeItsSourceGoes)
+{
+    Timer timer;
+    timer.start(neverMs, nullptr);
+    std::vector<bool> running;
+    const Interposed destroying(interpose::g_source_destroy, [&](auto real, GSource* source) {
+        running.push_back(timer.isRunning());
+        real(source);
+    });
+
+    timer.stop();
+
+    EXPECT_THAT(running, ElementsAre(false));
+}
+
 TEST_F(TimerTest, firesOnTheLoopOfTheCallingThreadByDefault)
 {
     Worker worker;
