@@ -68,6 +68,11 @@ public:
     /// Any thread that is not registered. Binds the calling system thread to `thread`; a started Thread does so by
     /// itself. Ends the process through a fatal check without an application, or when the system thread is registered
     /// already.
+    ///
+    /// The thread gets no handle by this: one that is not started is never Thread::isCurrentThread(). It may post, and
+    /// its objects get what is posted to them, but SendEvent() to them, Object::moveToThread() and the end of an exec()
+    /// that leaves objects each end the process through a fatal check. A thread that was not started by the runtime is
+    /// better off with RegisterExternalThread().
     /// @param thread  stays the caller's; must be unregistered before the system thread ends
     static void RegisterThread(Thread* thread);
     /// A registered thread only. Undoes RegisterThread(). Ends the process through a fatal check without an
@@ -102,8 +107,10 @@ public:
 
     /// Any thread. Hands over a thread that is no longer needed: it is stopped, joined and deleted, not at once but
     /// by the next hand-over or by the application's end. So the call waits for the threads that were handed over
-    /// before. A thread may hand over itself from within its own loop, as the last one that it hands over.
-    /// @param thread  started as joinable and made with `new`; the application owns it from now on
+    /// before. A thread may hand over itself from within its own loop, as the last one that it hands over. The
+    /// application must exist; this is not checked, and without one the process crashes.
+    /// @param thread  started as joinable and made with `new`; the application owns it from now on. One that is not
+    ///                joinable, or not started, ends the process through a fatal check when it is to be joined.
     static void AddToThreadGarbageCollector(Thread* thread);
 
 private:

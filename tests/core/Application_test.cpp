@@ -254,6 +254,31 @@ TEST_F(ApplicationTest, bindsASystemThreadWithoutTouchingTheThreadsHandle)
     });
 }
 
+TEST_F(ApplicationTest, endsTheProcessWhenAThreadWithoutAHandleSendsMovesOrLeavesObjects)
+{
+    const auto bound = [](const std::function<void(Thread&, Object*)>& function) {
+        onForeignThread([&] {
+            Thread thread;
+            Application::RegisterThread(&thread);
+            function(thread, new Object);
+        });
+    };
+
+    EXPECT_FATAL(bound([](Thread&, Object* object) {
+                     Event event(7, nullptr);
+                     Application::SendEvent(object, event);
+                 }),
+                 "target->thread() ? target->thread()->isCurrentThread() : true", source);
+    EXPECT_FATAL(bound([](Thread&, Object* object) { object->moveToThread(mainThread()); }),
+                 "_thread->isCurrentThread()", "src/core/Object.cpp");
+    EXPECT_FATAL(bound([](Thread& thread, Object*) {
+                     FunctionTimer timer([&] { thread.stop(); });
+                     timer.start(0, nullptr);
+                     thread.exec();
+                 }),
+                 "_thread->isCurrentThread()", "src/core/Object.cpp");
+}
+
 TEST_F(ApplicationTest, endsTheProcessWhenAThreadRegistersTwice)
 {
     Thread thread;
@@ -703,6 +728,28 @@ TEST_F(ApplicationTest, endsTheProcessWhenAThreadIsCollectedThatIsNotJoinable)
 }
 
 // The end
+
+TEST_F(ApplicationTest, collectsThreadsWhileItsOwnThreadIsStillTheCurrentOne)
+{
+    interpose::CallLog deletions;
+    Record record;
+    auto* const thread = new CollectedThread("thread", deletions, [] {});
+    auto* const object = new Recorder(record);
+    object->moveToThread(thread);
+    post(object, 7);  // for its deletion to deliver
+    object->destroy();
+    const std::string noLoop = noLoopText(thread);
+    Thread* const main = mainThread();
+    thread->start();
+    Application::AddToThreadGarbageCollector(thread);
+
+    endApplication();
+
+    EXPECT_THAT(deletions.calls(), ElementsAre("thread"));
+    EXPECT_THAT(record.types(), ElementsAre(7U, 1U));
+    EXPECT_THAT(record.threads(), Each(main));
+    EXPECT_THAT(logged(), ElementsAre(IsLogged("PAL", warningLevel, noLoop)));
+}
 
 TEST_F(ApplicationTest, deliversTheMainThreadsLastEventsWithNoCurrentThread)
 {
