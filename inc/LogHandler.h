@@ -16,15 +16,15 @@ class MURN_API LogHandler {
 public:
     /// A handler that is not installed yet.
     /// @param domain     the log domain to take; empty for messages logged without one
-    /// @param levelMask  the Logger::LogLevel bits to take (not GLib's)
+    /// @param levelMask  the Logger::LogLevel bits to take (not GLib's); not 0 where Logger::InstallHandler() is used
     LogHandler(const std::string& domain, unsigned int levelMask);
 
     LogHandler(const LogHandler&) = delete;
     LogHandler& operator=(const LogHandler&) = delete;
 
-    /// Called on the thread that logs, under GLib's own locking; several threads may call at once. A handler that logs
-    /// in turn ends the process: GLib takes the second message for an endless recursion and aborts. So does a message
-    /// at a level that GLib was told to take for fatal, which only the default handler gets to see.
+    /// Called on the thread that logs. GLib holds no lock meanwhile, so several threads may call at once. A handler
+    /// that logs in turn ends the process: GLib takes the second message for an endless recursion and aborts. So does a
+    /// message at a level that GLib was told to take for fatal, which only the default handler gets to see.
     /// @param domain   the domain of the message; null when it was logged without one
     /// @param level    the severity, without GLib's flag bits
     /// @param message  the stamped and formatted text, valid during the call; empty when printf refused the values,

@@ -41,7 +41,8 @@ public:
     /// @param domain  the log domain, or null for none
     /// @param level   one LogLevel bit; a message whose bit is not in `__logLevelMask` costs that one test, and
     ///                neither a clock is read nor anything formatted
-    /// @param format  a printf format of any length
+    /// @param format  a printf format of any length. One of more than 65280 bytes takes memory for the time of the
+    ///                call; where there is none, the message goes out without its stamp.
     /// @param args    the values for it; as with vprintf, the caller calls `va_end`
     static void Logv(const char* domain, unsigned int level, const char* format, va_list args) MURN_PRINTF(3, 0);
 
@@ -90,7 +91,8 @@ public:
 
     /// Any thread. Routes the messages of the handler's domain and levels to it (`g_log_set_handler`) and stores
     /// GLib's id in its `_handlerId`. Install a handler once: after a second time only the second id is known, and
-    /// the first stays installed for good.
+    /// the first stays installed for good. GLib refuses a handler without levels: a critical of its own is logged here
+    /// and in UninstallHandler(), the id is 0, and nothing is routed.
     /// @param handler  stays the caller's; must live until it is uninstalled
     static void InstallHandler(LogHandler* handler);
 

@@ -795,6 +795,27 @@ TEST_F(LoggerTest, defaultHandlerReplacesTheOneBefore)
     EXPECT_THAT(second.texts(), ElementsAre("x"));
 }
 
+TEST_F(LoggerTest, handlerOfNoLevelsIsRefusedByGlib)
+{
+    RecordingHandler everythingElse("", 0);
+    Logger::InstallDefaultHandler(&everythingElse);
+    RecordingHandler handler("Test", 0);
+
+    Logger::InstallHandler(&handler);
+    EXPECT_EQ(0U, handler._handlerId);
+    Logger::Info("Test", "x");
+    Logger::UninstallHandler(&handler);
+
+    EXPECT_THAT(handler.texts(), IsEmpty());
+    const std::vector<Handled> calls = everythingElse.calls();
+    ASSERT_EQ(3U, calls.size());
+    for (const Handled& call : {calls[0], calls[2]}) {
+        EXPECT_EQ("GLib", call.domain);
+        EXPECT_EQ(Logger::LevelCritical, call.level);
+    }
+    EXPECT_EQ("Test", calls[1].domain);
+}
+
 TEST_F(LoggerTest, handlerRunsOnTheThreadThatLogs)
 {
     InstalledHandler handler("Test", 63);
