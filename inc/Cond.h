@@ -18,7 +18,8 @@ class GlibCond;
 /// Stands on GLib's `GMutex` and `GCond`; a waiter may wake up without a signal, hence the loop.
 class MURN_API Cond {
 public:
-    /// A condition that nobody waits for, with its lock free.
+    /// A condition that nobody waits for, with its lock free. Without memory for them the process ends through a fatal
+    /// check.
     Cond();
     /// Nobody may hold the lock or wait any more.
     ~Cond();

@@ -34,7 +34,9 @@ typedef struct Murn_Object Murn_Object;
 /// A fatal check prints a line that begins with "FATAL ERROR" and a backtrace, and calls `exit(-1)`; see CrashHook().
 
 /// Counted start. One thread at a time, not locked: normally the main thread. The first call starts the runtime and
-/// makes the calling thread the main application thread; later ones only count.
+/// makes the calling thread the main application thread; later ones only count. A first call without memory, or with a
+/// null among the first `argc` arguments, starts and counts nothing: a C++ exception passes through the caller, and
+/// where no component in C++ catches it further up, it ends the process.
 /// @param argc  the number of program arguments; 0 or less for none. Ignored by all calls but the first.
 /// @param argv  the arguments, which are copied. Ignored by all calls but the first.
 MURN_API void Murn_C_application_init(int argc, char** argv);
@@ -60,6 +62,8 @@ MURN_API void Murn_C_application_shutdown(void);
 MURN_API void Murn_C_thread_register(void);
 
 /// Plain start. Starts the runtime and makes the calling thread the main application thread. Nothing is counted.
+/// Without memory, or with a null among the first `argc` arguments, it starts nothing: a C++ exception passes through
+/// the caller, and where no component in C++ catches it further up, it ends the process.
 /// @param argc  the number of program arguments; 0 or less for none
 /// @param argv  the arguments, which are copied
 MURN_API void Murn_Application_Init(int argc, char** argv);

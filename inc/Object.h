@@ -48,8 +48,9 @@ public:
     /// Any thread. Adds a reference. An object starts with none, and counting is for those who call this. Ends the
     /// process through a fatal check when the last reference was released already.
     void ref();
-    /// Any thread. Releases a reference; the last one makes the object invalid and calls destroy(). A release
-    /// without a reference is not noticed: the count wraps around and nothing is destroyed.
+    /// Any thread. Releases a reference; the last one makes the object invalid and calls destroy(). Do not touch the
+    /// object afterwards, unless other references are left for certain: one that is bound to no thread is gone when
+    /// this returns. A release without a reference is not noticed: the count wraps around and nothing is destroyed.
     void deref();
     /// Any thread.
     /// @return the number of references

@@ -48,6 +48,11 @@ public:
     /// one), calls run() and unregisters. Starting a joinable thread that is started and not joined ends the process
     /// through a fatal check. A system that refuses the thread is reported in the log, and the thread counts as not
     /// started.
+    ///
+    /// A thread that is not joinable keeps no handle to tell that it is started, so another start is not refused, on
+    /// purpose: one more system thread calls run(). Where run() is exec(), stop() then reaches only the loop that began
+    /// last, and the one before it never ends. So the host starts such a thread anew only once its run() has returned,
+    /// which run() itself has to tell.
     void start();
     /// Any thread. Ends the loop that exec() runs. Without one, also before it began, it logs a warning and is
     /// forgotten.

@@ -16,7 +16,8 @@ class ThreadPoolImpl;
 /// unit a worker runs one iteration of its loop that does not wait, so what has come for the objects, timers and
 /// streams on it is served then. After that it hands the objects that are still bound to it to the main application
 /// thread, with a warning for each. So an object that a unit creates is to be gone by the end of the unit, or by way
-/// of destroy(); results are posted to objects on other threads. An idle worker serves nothing.
+/// of destroy(); results are posted to objects on other threads. An idle worker serves nothing: what comes meanwhile
+/// waits until its next unit is done, or until the pool ends, when each worker does all this a last time.
 class MURN_API ThreadPool {
 public:
     /// Starts the workers. There must be an application. A worker that the system refuses is reported in the log, and
