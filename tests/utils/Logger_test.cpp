@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 #include <link.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -48,6 +50,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::SizeIs;
 
 // Taken before any test could change it.
 const unsigned int maskAtStart = Logger::__logLevelMask;
@@ -590,6 +593,31 @@ TEST_F(LoggerTest, makesNoPagesForAnOrdinaryMessage)
     const Interposed logv(interpose::g_logv, [](auto*, auto...) {});
     logMade("Test", Logger::LevelInfo, formatOfLength(1024).c_str(), 12345);
     EXPECT_THAT(log.calls(), IsEmpty());
+
+    // With the stamp's room, 64 KiB on the stack are the limit.
+    logMade("Test", Logger::LevelInfo, formatOfLength(65280).c_str(), 12345);
+    EXPECT_THAT(log.calls(), IsEmpty());
+    logMade("Test", Logger::LevelInfo, formatOfLength(65281).c_str(), 12345);
+    EXPECT_THAT(log.calls(), SizeIs(1));
+}
+
+TEST_F(LoggerTest, readsNoFurtherThanTheFormatsEnd)
+{
+    const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    void* const pages = ::mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    char* const forbidden = static_cast<char*>(pages) + size;
+    ASSERT_EQ(::mprotect(forbidden, size, PROT_NONE), 0);
+    const char text[] = "the end";
+    char* const format = forbidden - sizeof text;
+    std::memcpy(format, text, sizeof text);
+    const LogCapture capture("Test");
+
+    logMade("Test", Logger::LevelInfo, format);
+
+    ASSERT_THAT(capture.messages(), SizeIs(1));
+    EXPECT_EQ(capture.messages()[0].text, std::string(text));
+    ::munmap(pages, 2 * size);
 }
 
 TEST_F(LoggerTest, givesThePagesOfALongMessageBack)
