@@ -21,6 +21,8 @@ namespace Murn {
 ///
 /// Bytes that were written may wait in the stream's buffer until flush(), close(), or the next seek. size() looks at
 /// the file itself and does not count them; so does every bound below that is made with it. flush() before asking.
+/// What waits is gone when writing it fails, as on a full disk, and the operation that tried is the one that tells:
+/// flush(), setPos(), read(), write() and insert() fail then, and the next one may succeed again.
 ///
 /// One thread at a time, not locked. Paths are bytes; where a path is taken apart, both "/" and "\" separate. A path
 /// with a zero byte in it names nothing, not what is named up to there: whatever would reach the file fails (ENOENT).
@@ -48,7 +50,8 @@ public:
     /// @return false when the file is open already, and stays so; when it does not exists(); for a mode that is not in
     ///         the list above `NotOpen`; when the system refuses
     bool open(FileMode mode);
-    /// Closes the file (`fclose`), which writes what waits in the buffer. Does nothing to a closed one.
+    /// Closes the file (`fclose`), which writes what waits in the buffer, and tells nobody when that fails: flush()
+    /// before. Does nothing to a closed one.
     void close();
     /// Writes what waits in the stream's buffer (`fflush`).
     /// @return false when not open, or when that failed
@@ -91,20 +94,25 @@ public:
     /// of 32 bits on purpose, and a larger file is refused before anything changes. flush() before: the end that counts
     /// is that of the file itself, and with bytes that wait to be written the outcome is undefined.
     ///
-    /// A failure in the middle leaves the file longer by `len`, with everything from some block on at its new place and
-    /// the rest at its old place; bytes stand twice between the two. Nothing is lost where the block that failed moved
-    /// not at all. One that was written in part, as on a full disk, may have overwritten as much of itself.
+    /// A failure in the middle leaves the file longer by `len`, with the room for the data at the end of some block
+    /// behind `pos`, or at the end of the file, instead of at `pos`: what is before the room stands at its old place,
+    /// what is behind it at its new one, and what is in it means nothing. So nothing is lost, on a full disk either:
+    /// a block that was written in part is put back. Where that fails as well, up to `len` bytes of it are gone.
+    ///
+    /// The data itself is written like anything else, and may wait in the buffer.
     /// @param pos   where, below size(); to append, write() with -1
     /// @param data  `len` bytes
     /// @param len   at least 1
-    /// @return how many bytes of the data were written; -1 when not open, for other arguments, and when a move failed
+    /// @return how many bytes of the data were taken, fewer than `len` where they could not be written into the room
+    ///         at `pos`; -1 when not open, for other arguments, and when the room could not be made
     std::int64_t insert(long pos, const char* data, long len);
     /// Takes bytes out, by moving what is behind them towards the start in blocks of 8192 bytes, the first one first,
     /// and making the file shorter. Needs a file that is open for reading and writing. flush() before: with bytes that
     /// wait to be written the outcome is undefined.
     ///
-    /// A failure in the middle leaves the file at its size, with everything up to some block at its new place and the
-    /// rest at its old place; a block that was written in part may have overwritten as much of itself.
+    /// Everything has reached the file before it becomes shorter. A failure in the middle leaves the file at its size:
+    /// some of the bytes behind the range stand at their new places, one after the other from `pos` on, and what is
+    /// behind these stands as it was. So nothing is lost but what was to go.
     /// @param pos  the first byte that goes
     /// @param len  how many go, at least 1. The range must end before the end of the file, on purpose: to cut off the
     ///             end, resize().
@@ -119,6 +127,7 @@ public:
     /// @return false while it is open, and when the system refuses
     bool removeFile();
     /// Gives the file another path (`rename`). This object keeps the old one, on purpose.
+    /// @return false when the system refuses, as it does for a path on another file system
     bool move(const std::string& newPath);
 
     /// Sets the path. It ends at most one "/" at its end. A relative path is taken from the directory of the program,

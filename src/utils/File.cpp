@@ -6,6 +6,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <limits>
 #include <utility>
 
@@ -51,12 +52,28 @@ void forgetReadAhead(std::FILE* stream)
         static_cast<void>(::fseeko(stream, position, SEEK_SET));  // where it was a moment ago
 }
 
+// Writes a piece through to the file. On a full disk a part of it may get there.
+bool writeThrough(File& file, const char* piece, std::int64_t count, std::int64_t to)
+{
+    return file.write(piece, count, to) == count && file.flush();
+}
+
 // Reads a piece of the file at one offset and writes it at another. Whether all of it was moved; a piece larger than a
 // block, of a file that somebody else makes longer meanwhile, is not.
 bool movePiece(File& file, std::int64_t from, std::int64_t to, std::int64_t count)
 {
     char block[blockSize];
-    return count <= blockSize && file.read(block, count, from) == count && file.write(block, count, to) == count;
+    if (count > blockSize || file.read(block, count, from) != count)
+        return false;
+    if (writeThrough(file, block, count, to))
+        return true;
+    // Towards the end a part of the piece may have gone over the rest of it, which is nowhere else then. Its old place
+    // needs no room on the disk.
+    const int error = errno;
+    if (to > from)
+        static_cast<void>(writeThrough(file, block, count, from));
+    errno = error;
+    return false;
 }
 
 }  // namespace
@@ -140,6 +157,7 @@ std::int64_t File::read(char* buf, long len, long off)
     // Between a write and a read a stream wants a seek, or what waits to be written is lost.
     if (off == -1 && ::__fpending(_stream) != 0 && ::fseeko(_stream, 0, SEEK_CUR) != 0)
         return -1;
+    std::clearerr(_stream);  // a stream that has seen the end would not look whether the file is longer by now
     return static_cast<std::int64_t>(std::fread(buf, 1, static_cast<std::size_t>(len), _stream));
 }
 

@@ -20,6 +20,7 @@
     X(size_t, fwrite, (const void* data, size_t size, size_t count, FILE* stream), (data, size, count, stream), ) \
     X(int, fseeko, (FILE * stream, off_t offset, int whence), (stream, offset, whence), )                         \
     X(off_t, ftello, (FILE * stream), (stream), )                                                                 \
+    X(int, fileno, (FILE * stream), (stream), noexcept)                                                           \
     X(int, fflush, (FILE * stream), (stream), )                                                                   \
     X(int, ftruncate, (int fd, off_t length), (fd, length), noexcept)                                             \
     X(int, remove, (const char* path), (path), noexcept)                                                          \

@@ -255,22 +255,6 @@ TEST_F(FileShiftTest, keepsEveryByteWhenABlockCannotBeMovedForRoom)
     expectFailure(3, 3616);  // the head of the tail, which is no whole block
 }
 
-TEST_F(FileShiftTest, overwritesAPartOfABlockThatIsWrittenInPart)
-{
-    File& file = open(20000);
-    {
-        int writes = 0;
-        const Interposed halving(interpose::fwrite,
-                                 [&](auto real, const void* data, std::size_t size, std::size_t count, FILE* stream) {
-                                     return real(data, size, ++writes == 2 ? count / 2 : count, stream);
-                                 });
-        EXPECT_EQ(file.insert(0, "abc", 3), -1);
-    }
-    // Half of the second block stands three bytes further on, and over the first three of the other half.
-    expectOnDisk(_bytes.substr(0, 3616 + 3) + _bytes.substr(3616, 4096) + _bytes.substr(3616 + 4096 + 3, 4096) +
-                 _bytes.substr(11808));
-}
-
 TEST_F(FileShiftTest, givesTheCountOfItsLastWrite)
 {
     File& file = open(100);
