@@ -43,7 +43,7 @@ public:
     std::string getParentPath() const;
 
     /// Enters the directory and comes back (`getcwd`, `chdir`). From a working directory with a path of 256 bytes or
-    /// more there is no way back: the process stays in this one.
+    /// more, and from one that is gone, there is no way back: the process stays in this one.
     /// @return whether it could be entered; one that may not be counts as absent
     bool exists() const;
     /// Makes a directory in this one, with mode 0755 less the umask (`mkdir`), and moves this object on to it.
@@ -65,8 +65,9 @@ public:
     bool create();
 
     /// Lists what is in the directory, in the system's order, without "." and ".." (`readdir`, `stat`).
-    /// @return empty also for a directory that cannot be read. An entry whose `stat` fails, such as a link to nothing,
-    ///         has the type of the entry before it; the first one counts as a file.
+    /// @return empty also for a directory that cannot be read, and only a part where reading fails in the middle. An
+    ///         entry whose `stat` fails, such as a link to nothing, has the type of the entry before it; the first one
+    ///         counts as a file.
     std::vector<EntryInfo> entries() const;
 
     /// Removes a directory and all that is in it, depth first (`remove`, `rmdir`), and leaves this object at the
@@ -75,8 +76,10 @@ public:
     /// **A link to a directory counts as a directory: what it points to is emptied as well**, before the link itself
     /// makes the removal fail. **An empty path is the directory of the program, as everywhere, and so is the directory
     /// above one right below the root:** after the removal of "/x" this object names the directory of the program, so
-    /// call nothing on it but setPath(). A directory with "\" in its name, or a relative path of the program, leads
-    /// this astray, and it fails.
+    /// call nothing on it but setPath(). A directory with "\" in its name leads this astray: the removal fails where
+    /// anything is listed behind it, and otherwise leaves this object at the directory that is gone. With a relative
+    /// path of the program a directory that is not empty within the removed one makes it fail, after what is listed
+    /// before that is gone.
     /// @param path  as in setPath() for what is in the directory. The directory itself is removed by the path as given,
     ///              so a relative one comes out right only when the working directory is the program's.
     /// @return whether all of it is gone
@@ -85,6 +88,7 @@ public:
     /// @return false as well when it does not exist
     bool remove();
     /// Gives the directory another path (`rename`). This object keeps the old one, on purpose.
+    /// @return false when the system refuses, as it does for a path on another file system
     bool move(const std::string& newPath);
 
     /// The time of the last access, from `stat`.

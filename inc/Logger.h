@@ -15,9 +15,9 @@ class LogHandler;
 ///
 /// A message reads, in the C locale, "[11/15/26 13:45:02-042]Shared library closed successfully." and reaches
 /// whatever takes its domain: a LogHandler installed for it, the default handler, or GLib's own output. All
-/// operations are static. The library itself logs under the domains "PAL", "Thread", "Stream", "IStream",
-/// "PAL/IStream", "NetworkInterfac", "NetworkIf", "Multicast", "UdpMulticast", "MultiCastUdp" and, with a null domain,
-/// in the list of conditions behind "No handler for data!!!".
+/// operations are static, and leave `errno` as it was. The library itself logs under the domains "PAL", "Thread",
+/// "Stream", "IStream", "PAL/IStream", "NetworkInterfac", "NetworkIf", "Multicast", "UdpMulticast", "MultiCastUdp"
+/// and, with a null domain, in the list of conditions behind "No handler for data!!!".
 class MURN_API Logger {
 public:
     Logger() = delete;

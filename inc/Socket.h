@@ -74,7 +74,8 @@ public:
     /// Accepts a connection (`accept`). The socket that it returns opens a descriptor of its own before it takes
     /// over the accepted one, and that first descriptor stays open for good. This is kept on purpose, for programs
     /// that rely on the order of descriptors; others use acceptFd() or TcpServer::acceptStream(). On a socket of
-    /// family 0 that first descriptor cannot be opened, which ends the process through a fatal check.
+    /// family 0, and when the accepted one was the last descriptor that the process may have, that first descriptor
+    /// cannot be opened, which ends the process through a fatal check.
     /// @return a socket of this socket's family, which the caller owns; null when the call failed
     TcpSocket* accept();
     /// Accepts a connection (`accept`) as a bare descriptor.
@@ -183,7 +184,7 @@ public:
     bool socketNonBlocking() const;
 
     /// Any thread. Tells the calling thread's last error, and prints it to standard output as "socket Error :" with
-    /// its text.
+    /// its text. Asking again tells the same.
     /// @return `errno`; 0, without a line, when there is none
     static int Error();
     /// Any thread.

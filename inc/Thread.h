@@ -31,7 +31,8 @@ class ThreadImpl;
 /// process. The Thread must outlive its system thread and every object, timer, stream and armed server on it.
 class MURN_API Thread {
 public:
-    /// A thread that is not started and not joinable. Events can be posted to it already; they are kept.
+    /// A thread that is not started and not joinable. Events can be posted to it already; they are kept. Its loop needs
+    /// a descriptor: GLib ends the process when there is none.
     Thread();
     /// A joinable thread must have been joined, or a fatal check ends the process. Events that are still queued are
     /// delivered now, on the thread that deletes this one.

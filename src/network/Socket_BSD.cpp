@@ -417,8 +417,10 @@ bool Socket::socketNonBlocking() const
 int Socket::Error()
 {
     const int error = errno;
-    if (error != 0)
+    if (error != 0) {
         std::printf("socket Error :%s\n", std::strerror(error));
+        errno = error;  // whatever became of the line, so that asking again gives the same
+    }
     return error;
 }
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <utility>
 
@@ -24,7 +25,13 @@ public:
             _path[0] = '\0';  // too long for us; there will be no way back
     }
 
-    void comeBack() const { static_cast<void>(::chdir(_path) == 0); }  // nothing can be done about a failure
+    // Nothing can be done about a failure, and the caller wants to know why something before it failed.
+    void comeBack() const
+    {
+        const int error = errno;
+        static_cast<void>(::chdir(_path) == 0);
+        errno = error;
+    }
 
 private:
     char _path[256];

@@ -5,6 +5,7 @@
 #include <glib.h>
 #include <sys/mman.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -54,14 +55,32 @@ void handToGlib(const char* domain, unsigned int level, const char* scratch, va_
 #pragma GCC diagnostic pop
 }
 
+/// Keeps `errno` as it is: callers log about a failure before they look at it or hand it on, and a format may ask for
+/// its text with "%m". Each step in between sets it as it likes.
+class KeptError {
+public:
+    KeptError() : _error(errno) {}
+    ~KeptError() { restore(); }
+
+    KeptError(const KeptError&) = delete;
+    KeptError& operator=(const KeptError&) = delete;
+
+    void restore() const { errno = _error; }
+
+private:
+    const int _error;
+};
+
 // Apart from the test of the mask, so that a suppressed message does not pay for its frame.
 [[gnu::noinline]] void produce(const char* domain, unsigned int level, const char* format, va_list args)
 {
+    const KeptError error;
     const std::size_t formatLength = std::strlen(format);
     const std::size_t scratchSize = formatLength + stampRoom;
     if (scratchSize <= largestOnStack) {
         auto* const scratch = static_cast<char*>(alloca(scratchSize));
         writeStampedFormat(scratch, format, formatLength);
+        error.restore();
         handToGlib(domain, level, scratch, args);
         return;
     }
@@ -69,10 +88,12 @@ void handToGlib(const char* domain, unsigned int level, const char* scratch, va_
     // Pages of its own, neither stack nor heap. Without them the message goes out unstamped rather than not at all.
     void* const pages = ::mmap(nullptr, scratchSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED) {
+        error.restore();
         handToGlib(domain, level, format, args);
         return;
     }
     writeStampedFormat(static_cast<char*>(pages), format, formatLength);
+    error.restore();
     handToGlib(domain, level, static_cast<char*>(pages), args);
     ::munmap(pages, scratchSize);
 }
