@@ -251,6 +251,39 @@ TEST_F(MulticastThreads, isWokenByACloseWhileItWaits)
     EXPECT_THAT(log.texts(), IsEmpty());
 }
 
+TEST_F(MulticastThreads, endsAReceiveByACloseWithoutAPipeToo)
+{
+    const LogCapture log;
+    socket().implClose();
+    const std::string printed = printedBy([this] {
+        Receiver receiver(socket());
+        EXPECT_TRUE(receiver.isWaiting());
+        EXPECT_TRUE(socket().close());
+        EXPECT_EQ(receiver.result(), 0);
+        EXPECT_EQ(receive(), "");
+    });
+    EXPECT_EQ(printed, "");
+    EXPECT_THAT(log.texts(), ElementsAre(" no data received in recvfrom"));
+}
+
+TEST_F(MulticastThreads, registersNothingOnceItIsClosed)
+{
+    const StdoutCapture ignored;
+    const LogCapture log;
+    socket().close();
+    EXPECT_EQ(registerOn(textB), -1) << "it still counts as bound";
+    EXPECT_EQ(send("x"), 3);
+
+    MulticastUdpSocket other;
+    other.close();
+    HostAddress group(textA);
+    EXPECT_EQ(other.registerOnMulticastGroup({&group}, port(), false), 5);
+    EXPECT_EQ(other.registerOnMulticastGroup({&group}, port(), true), 5);
+    EXPECT_EQ(other.sendto("x", 1, port()), 3);
+    EXPECT_THAT(log.texts(), ElementsAre("dropMulticastMembership failed", "addMulticastMembership failed",
+                                         "bind failed", "bind failed", "addMulticastMembership failed"));
+}
+
 TEST_F(MulticastThreads, closesNothingUnderACallThatHasItsDescriptor)
 {
     const StdoutCapture ignored;

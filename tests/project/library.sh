@@ -11,6 +11,12 @@ symbols() {
   "$KXPAL_SOURCE/scripts/update-symbols" --check "$KXPAL_LIBRARY"
 }
 
+# Each call that can fail has a test in which it does, and the guide says what comes of it.
+faults() {
+  skip_under_sanitizers "the sanitizers' own calls are among those of the library"
+  "$KXPAL_SOURCE/scripts/update-faults" --check "$KXPAL_BUILD"
+}
+
 # What the library prints of its sources reads the same on every machine. Debug information, which does name the
 # folders of the build, is not part of the comparison.
 paths() {

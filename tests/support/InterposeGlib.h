@@ -13,6 +13,7 @@
 
 #define KXPAL_INTERPOSE_GLIB(X)                                                                                    \
     X(gint64, g_get_real_time, (), (), )                                                                           \
+    X(GDateTime*, g_date_time_new_now_utc, (), (), )                                                               \
     X(GDateTime*, g_date_time_ref, (GDateTime * dateTime), (dateTime), )                                           \
     X(void, g_date_time_unref, (GDateTime * dateTime), (dateTime), )                                               \
     X(gint64, g_get_monotonic_time, (), (), )                                                                      \

@@ -21,6 +21,7 @@
     X(tm*, localtime, (const time_t* seconds), (seconds), noexcept)                                                    \
     X(size_t, strftime, (char* buffer, size_t size, const char* format, const tm* time), (buffer, size, format, time), \
       noexcept)                                                                                                        \
+    X(int, clock_gettime, (clockid_t clock, timespec * now), (clock, now), noexcept)                                   \
     X(int, gettimeofday, (timeval * now, void* zone), (now, zone), noexcept)                                           \
     X(int, usleep, (useconds_t microseconds), (microseconds), )                                                        \
     X(void*, mmap, (void* address, size_t length, int protection, int flags, int fd, off_t offset),                    \
