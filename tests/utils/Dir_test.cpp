@@ -232,6 +232,26 @@ TEST_F(DirTest, staysWhereItWentFromAWorkingDirectoryWithALongPath)
     ASSERT_EQ(::chdir(_elsewhere.c_str()), 0);
 }
 
+TEST_F(DirTest, doesNotComeBackToWhatIsNotTheWorkingDirectory)
+{
+    std::vector<std::string> entered;
+    {
+        // The platform leaves open what is in the buffer after a failure.
+        const Interposed failing(interpose::getcwd, [](auto*, char* buffer, std::size_t) -> char* {
+            std::strcpy(buffer, "/");
+            errno = ERANGE;
+            return nullptr;
+        });
+        const Interposed noted(interpose::chdir, [&](auto real, const char* path) {
+            entered.emplace_back(path);
+            return real(path);
+        });
+        EXPECT_TRUE(Dir(_path).exists());
+    }
+    EXPECT_EQ(entered, (std::vector<std::string>{_path, ""}));
+    ASSERT_EQ(::chdir(_elsewhere.c_str()), 0);
+}
+
 TEST_F(DirTest, makesAChildAndBecomesIt)
 {
     const mode_t before = ::umask(022);

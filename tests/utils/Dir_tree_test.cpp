@@ -128,6 +128,21 @@ TEST_F(DirTreeTest, makesDirectoriesBehindDoubledSlashes)
     EXPECT_TRUE(fs::is_directory(_folder.path("a/b")));
 }
 
+TEST_F(DirTreeTest, takesAPathApartAtEverySlashButTheFirst)
+{
+    Calls modes;
+    const std::string path = "/" + _folder.path("a//b");
+    {
+        const Interposed noted(interpose::chmod, [&](auto*, const char* name, mode_t mode) {
+            modes.push_back(std::string(name) + (mode == 0777 ? " 777" : " another mode"));
+            return 0;
+        });
+        EXPECT_TRUE(Dir(path).create());
+    }
+    EXPECT_EQ(modes, modesDownTo(path));
+    EXPECT_EQ(modes.front(), "/ 777");
+}
+
 TEST_F(DirTreeTest, splitsNamesAtBackslashesOnTheWay)
 {
     // The directory above "x\y" is "x", and its child "y": so it is made there, and what was asked for is not.
@@ -255,6 +270,21 @@ TEST_F(DirTreeTest, stopsAtWhatCannotBeRemovedAndStaysThere)
     }
     EXPECT_EQ(dir.path(), _folder.path("tree/a/b"));
     EXPECT_TRUE(fs::exists(_folder.path("tree/a/b/file")));
+}
+
+TEST_F(DirTreeTest, leavesEverythingBehindWhatCannotBeRemovedAlone)
+{
+    for (const char* const file : {"1", "2", "3"})
+        _folder.makeFile(file, "x");
+    int removals = 0;
+    {
+        const Interposed failing(interpose::remove, [&](auto...) {
+            ++removals;
+            return -1;
+        });
+        EXPECT_FALSE(Dir(_folder.path()).remove());
+    }
+    EXPECT_EQ(removals, 1);
 }
 
 TEST_F(DirTreeTest, staysAtADirectoryThatCannotBeRemoved)
