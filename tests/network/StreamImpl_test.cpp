@@ -105,6 +105,20 @@ TEST_F(StreamImplTest, isDestroyedWithItsLastReference)
     EXPECT_TRUE(imp->unref());
 }
 
+TEST_F(StreamImplTest, isNobodysAnyMoreWhenItGoes)
+{
+    const StreamFields stream = fields();
+    StreamImpl* imp = stream.imp();
+    const Interposed noted(interpose::g_main_context_unref, [&](auto* real, GMainContext* context) {
+        imp = stream.imp();
+        real(context);
+    });
+
+    _stream.reset();
+
+    EXPECT_EQ(imp, nullptr);
+}
+
 TEST_F(StreamImplTest, isDestroyedThroughItsVirtualDestructor)
 {
     class Derived : public StreamImpl {
@@ -492,8 +506,10 @@ TEST_P(StreamHandlerTest, deletesTheStreamThatItArmedAgain)
 TEST_P(StreamHandlerTest, keepsThePrivateObjectButNoWatchUntilItReturns)
 {
     GSource* const watch = g_source_ref(fields().watch());
+    StreamImpl* const imp = fields().imp();
     _reader.then([&] {
         _stream.reset();
+        EXPECT_EQ(fieldAt<Stream*>(imp, 40), nullptr) << "the stream is gone";
         EXPECT_TRUE(g_source_is_destroyed(watch));
         g_source_unref(watch);
         EXPECT_EQ(_channel->ref_count, 2);  // the test's and the private object's

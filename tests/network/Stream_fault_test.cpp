@@ -22,6 +22,7 @@ using Murn::Socket;
 using Murn::TcpStream;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 /// A server that counts its connections and closes them.
 class CountingServer : public AsyncTcpServer {
@@ -192,7 +193,10 @@ FAULT_TEST_BY_HAND(StreamFaultTest, tellsTheHandlerOfAnError, g_io_channel_read_
                                  g_set_error_literal(result, G_IO_CHANNEL_ERROR, error(), "no luck");
                                  return G_IO_STATUS_ERROR;
                              });
+    interpose::CallLog freed;
+    const Interposed freeing(interpose::g_error_free, freed.noting("the error is freed"));
     read();
+    EXPECT_THAT(freed.calls(), SizeIs(1));
     EXPECT_THAT(_reader.reads(), ElementsAre(Read{nullptr, -error()}));
     EXPECT_THAT(texts(), ElementsAre("Error: no luck"));
 }

@@ -41,6 +41,7 @@
     X(void, g_main_context_wakeup, (GMainContext * context), (context), )                                          \
     X(GMainContext*, g_main_context_ref, (GMainContext * context), (context), )                                    \
     X(void, g_main_context_unref, (GMainContext * context), (context), )                                           \
+    X(void, g_error_free, (GError * error), (error), )                                                             \
     X(void, g_main_loop_run, (GMainLoop * loop), (loop), )                                                         \
     X(void, g_main_loop_unref, (GMainLoop * loop), (loop), )                                                       \
     X(void, g_main_loop_quit, (GMainLoop * loop), (loop), )                                                        \
