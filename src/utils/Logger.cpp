@@ -98,6 +98,10 @@ private:
     ::munmap(pages, scratchSize);
 }
 
+// Held while GLib numbers a handler: it reads the number again when its own lock is gone, and would return that of a
+// handler that another thread installs meanwhile. Zeroed memory is a free mutex.
+GMutex installing;
+
 // GLib leaves the bits above its own levels to its users, which the compiler knows nothing of. There is no message
 // where printf refused the values, such as wide letters that the locale does not have.
 __attribute__((no_sanitize("enum"))) void dispatchToHandler(const gchar* domain, GLogLevelFlags glibLevel,
@@ -190,8 +194,10 @@ void Logger::InstallHandler(LogHandler* handler)
 {
     const char* const domain = handler->_domain.empty() ? nullptr : handler->_domain.c_str();
     LogHandlers::Add(handler);
+    g_mutex_lock(&installing);
     handler->_handlerId =
         g_log_set_handler(domain, static_cast<GLogLevelFlags>(handler->_levelMask << 2), dispatchToHandler, handler);
+    g_mutex_unlock(&installing);
 }
 
 void Logger::UninstallHandler(LogHandler* handler)

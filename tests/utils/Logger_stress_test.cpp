@@ -112,6 +112,7 @@ TEST(LoggerStress, handlersMayBeDeletedAtOnceByAnyThread)
         }
     });
     owners.join();
+    EXPECT_EQ(rest.unwanted, 0) << "GLib has no handler to remove";
 }
 
 TEST(LoggerStress, levelsMayChangeWhileOthersLog)

@@ -1029,6 +1029,39 @@ TEST_F(LoggerTest, messageOnItsWayToAnUninstalledHandlerGoesToGlibWithoutADefaul
         ::testing::ExitedWithCode(EXIT_SUCCESS), HasSubstr("Test-WARNING **: "));
 }
 
+// GLib may return one number twice when two threads install handlers at once.
+TEST_F(LoggerTest, installsOneHandlerAtATime)
+{
+    std::atomic<int> calls{0};
+    std::atomic<int> inside{0};
+    std::atomic<bool> together{false};
+    std::atomic<long> second{0};
+    RecordingHandler handlers[] = {{"Test", 63}, {"Test", 63}};
+    const Interposed set(interpose::g_log_set_handler, [&](auto* real, auto... arguments) {
+        const bool isFirst = calls++ == 0;
+        if (++inside > 1)
+            together = true;
+        if (isFirst) {
+            EXPECT_TRUE(waitUntil([&] { return together || (second != 0 && isAsleep(second)); }));
+        }
+        const guint id = real(arguments...);
+        --inside;
+        return id;
+    });
+    std::thread other([&] {
+        EXPECT_TRUE(waitUntil([&] { return inside != 0; }));
+        second = threadNumber();
+        Logger::InstallHandler(&handlers[1]);
+    });
+    Logger::InstallHandler(&handlers[0]);
+    other.join();
+
+    EXPECT_FALSE(together);
+    EXPECT_NE(handlers[0]._handlerId, handlers[1]._handlerId);
+    for (RecordingHandler& handler : handlers)
+        Logger::UninstallHandler(&handler);
+}
+
 TEST_F(LoggerTest, installHandlerTellsGlibDomainLevelsAndHandler)
 {
     struct Case {
