@@ -7,6 +7,7 @@ TEST_PACKAGES=("${EXAMPLE_PACKAGES[@]}" binutils iproute2 libbenchmark-dev libgm
   nlohmann-json3-dev)
 COVERAGE_PACKAGES=("${TEST_PACKAGES[@]}" gcovr)
 FORMAT_PACKAGES=(clang-format-14 git)
+TSAN_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 dpkg-dev libclang-rt-14-dev llvm-14 meson)
 TIDY_PACKAGES=("${TEST_PACKAGES[@]}" clang-14 clang-tidy-14)
 ABI_PACKAGES=("${LIBRARY_PACKAGES[@]}" abigail-tools g++-12)
 MUTANT_PACKAGES=("${TEST_PACKAGES[@]}" python3 util-linux)

@@ -18,6 +18,7 @@
 
 #include "FatalTest.h"
 #include "InterposeGlib.h"
+#include "Sanitizers.h"
 #include "ThreadGroup.h"
 #include "Wait.h"
 
@@ -230,6 +231,8 @@ TEST(Cond, timedWaitOfANegativeTimeReturnsFalseAtOnce)
     Cond cond;
     const Locked locked(cond);
     EXPECT_FALSE(cond.timedWait(-1));
+    if (KXPAL_TESTS_THREAD_SANITIZER == 1)
+        GTEST_SKIP() << "the sanitizer's GLib takes no time before the start of the machine";
     EXPECT_FALSE(cond.timedWait(INT_MIN));
 }
 

@@ -211,5 +211,6 @@ TEST(DeleteLaterEvent, keepsEventsDestroyInTheThirdSlot)
     const Event event(1, nullptr);
     const DeleteLaterEvent deleteLater;
     EXPECT_EQ(addressInSlot(&event, destroySlot), addressInSlot(&deleteLater, destroySlot));
-    EXPECT_NE(addressInSlot(&event, destructorSlot), addressInSlot(&deleteLater, destructorSlot));
+    // Not the destructor before it: a compiler may have one function for two that do the same.
+    EXPECT_NE(addressInSlot(&event, deletingDestructorSlot), addressInSlot(&deleteLater, deletingDestructorSlot));
 }

@@ -61,4 +61,16 @@ replaceable() {
   same "calls that no test can replace" "" "$missing"
 }
 
+# A fatal check ends the process while other threads still use what a destructor at its end would take from them. The
+# C library's own start-up code has the one destructor that every library has, which calls those registered.
+at_exit() {
+  skip_under_sanitizers "the sanitizers have destructors of their own"
+  local registering destructors
+  registering=$(nm -D --undefined-only "$KXPAL_LIBRARY" |
+    grep -oE '(__cxa_atexit|__cxa_thread_atexit(_impl)?|atexit|on_exit)\b' || true)
+  same "what the library calls for the end of the process or of a thread" "" "$registering"
+  destructors=$(readelf -SW "$KXPAL_LIBRARY" | sed -nE 's/.* \.fini_array +FINI_ARRAY +[0-9a-f]+ [0-9a-f]+ ([0-9a-f]+) .*/\1/p')
+  same "the size of its table of destructors" 000008 "$destructors"
+}
+
 run_case "$@"

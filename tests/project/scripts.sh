@@ -106,4 +106,28 @@ unknown_soak() {
   contains "$(cat messages)" "usage: scripts/soak"
 }
 
+no_number() {
+  local arguments status
+  for arguments in "" "x" "1 x" "1 2 3" "--preset nothing_like_it 1"; do
+    status=0
+    # shellcheck disable=SC2086 # the arguments are words
+    "$KXPAL_SOURCE/scripts/perturb" $arguments >output 2>messages || status=$?
+    same "status of scripts/perturb $arguments" 2 "$status"
+    contains "$(cat messages)" "usage: scripts/perturb"
+  done
+}
+
+# Nothing is installed, and no package list can be fetched: whoever calls may do without.
+no_glib_source() {
+  . "$KXPAL_SOURCE/scripts/lib.sh"
+  machine 0 "${TSAN_PACKAGES[@]}" libglib2.0-0
+  stand_in apt-get <<<'exit 100'
+  stand_in dpkg-query <<<'case $* in *Version*) printf 2.99.9-1 ;; *) printf installed ;; esac'
+  local status=0
+  "$KXPAL_SOURCE/scripts/build-tsan-glib" "$scratch/glib" >output 2>messages || status=$?
+  same "status" 77 "$status"
+  same "output" "" "$(cat output)"
+  same "last message" "The source of GLib 2.99.9-1 is not to be had." "$(tail -n 1 messages)"
+}
+
 run_case "$@"
