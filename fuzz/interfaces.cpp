@@ -128,7 +128,7 @@ private:
         // Whether it fails or not, the room may have changed.
         const std::string text = _input.text(answerRoom);
         const std::uint8_t kind = _input.byte();
-        std::memcpy(bytes + answerAt, text.data(), text.size());
+        text.copy(bytes + answerAt, text.size());
         const sa_family_t family = kind % 2 == 0 ? AF_INET : AF_INET6;
         if ((kind & 8) == 0)
             std::memcpy(bytes + answerAt, &family, sizeof family);

@@ -9,6 +9,7 @@
 #include <kxPAL/TcpStream.h>
 #include <kxPAL/Thread.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -23,6 +24,7 @@
 namespace {
 
 constexpr int patienceMs = 30000;
+constexpr int pauseUs = 20;
 constexpr short watched = POLLIN | POLLERR | POLLHUP | POLLNVAL;
 
 std::vector<std::string>& messages()
@@ -76,6 +78,10 @@ private:
         FUZZ_CHECK(::connect(peer, reinterpret_cast<const sockaddr*>(&address), length) == 0);
         own = ::accept(listener, nullptr, nullptr);
         FUZZ_CHECK(own != -1);
+        // Else small pieces wait for a while until the other end has acknowledged those before.
+        const int on = 1;
+        for (const int fd : {own, peer})
+            ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     }
 
     static int listen()
@@ -188,8 +194,8 @@ private:
     void await(Predicate predicate)
     {
         for (int waited = 0; _isOpen && !predicate(); ++waited) {
-            FUZZ_CHECK(waited < patienceMs);
-            ::usleep(1000);
+            FUZZ_CHECK(waited < 1000 * patienceMs / pauseUs);
+            ::usleep(pauseUs);
         }
     }
 
@@ -250,14 +256,22 @@ private:
         _reading.reset();
         _ends += buffer == nullptr;
 
-        _hasLeft = false;
-        _isInHandler = true;
+        const int rest = std::exchange(_rest, 0);  // not the business of calls within this one
+        _callsLeft.push_back(false);
         for (std::size_t count = _input.upTo(2); count > 0 && _stream != nullptr; --count)
-            doOne();
-        _isInHandler = false;
-        _goesOn = _stream != nullptr && !_hasLeft && _isArmed;
+            doOneInHandler();
+        _goesOn = _stream != nullptr && !_callsLeft.back() && _isArmed;
+        _callsLeft.pop_back();
         if (_goesOn)
-            expectReport(std::exchange(_rest, static_cast<short>(0)));
+            expectReport(rest);
+    }
+
+    // A handler may run the loop, too, and read at once.
+    void doOneInHandler()
+    {
+        doOne();
+        if (_stream != nullptr && _callsLeft.size() < 3 && _input.byte() > 0xe0)
+            pump();
     }
 
     void doOne()
@@ -328,8 +342,10 @@ private:
     {
         _isArmed = true;
         _size = size;
-        if (_watch == Watch::none)
-            _watch = Watch::live;
+        if (_watch != Watch::none)
+            return;
+        _watch = Watch::live;
+        ++_watchNumber;
     }
 
     void forgetArmed()
@@ -350,7 +366,7 @@ private:
         clear();
         _stream->moveToThread(Murn::Thread::CurrentThread());
         _watch = Watch::none;
-        _hasLeft = true;
+        leaveCalls();
     }
 
     void close()
@@ -365,8 +381,13 @@ private:
     {
         _peer.noteStreamEnd();
         _stream.reset();
+        _watch = Watch::none;
         forgetArmed();
+        leaveCalls();
     }
+
+    // The handler calls in progress find nobody to go on for.
+    void leaveCalls() { _callsLeft.assign(_callsLeft.size(), true); }
 
     void write()
     {
@@ -382,10 +403,10 @@ private:
             _peer.receive(bytes, readsNow);
     }
 
-    // Outside of the loop and of the handler.
+    // Outside of the loop.
     void readNow()
     {
-        if (!_hasChannel || _isInHandler)
+        if (!_hasChannel || _callsLeft.size() > 2)
             return;
         if (!_isArmed) {
             FUZZ_CHECK(_stream->readSome() == 0);
@@ -406,21 +427,27 @@ private:
         FUZZ_CHECK(!_call.isDue && result == (mayGoOn && _goesOn ? 1 : 0));
     }
 
-    /// One turn of the loop, in which the descriptor's state tells what is to happen.
+    /// One turn of the loop, in which the descriptor's state tells what is to happen. A watch that is being dispatched
+    /// is not dispatched once more within that.
     void pump()
     {
-        const short condition =
-            _stream != nullptr && _watch == Watch::live ? static_cast<short>(polled(_own, watched) & watched) : 0;
+        const bool isWatched = _watch == Watch::live &&
+                               std::find(_dispatched.begin(), _dispatched.end(), _watchNumber) == _dispatched.end();
+        const int condition = _stream != nullptr && isWatched ? polled(_own, watched) & watched : 0;
         if (condition != 0 && !_isArmed) {
             expectNoHandler(condition);
             _watch = Watch::ended;
         } else if ((condition & POLLIN) != 0) {
             const bool mayGoOn = expectRead();
-            _rest = mayGoOn ? static_cast<short>(condition & ~POLLIN) : static_cast<short>(0);
+            _rest = mayGoOn ? condition & ~POLLIN : 0;
         } else {
             expectReport(condition);
         }
+        if (condition != 0)
+            _dispatched.push_back(_watchNumber);
         Murn::Thread::CurrentThread()->processEvents(false);
+        if (condition != 0)
+            _dispatched.pop_back();
         _rest = 0;
         FUZZ_CHECK(!_call.isDue);
         checkLogs();
@@ -456,7 +483,7 @@ private:
         return true;
     }
 
-    void expectReport(short condition)
+    void expectReport(int condition)
     {
         if (condition == 0)
             return;
@@ -466,7 +493,7 @@ private:
         expectCall(nullptr, isHangUp ? 0 : isError ? -1 : -3, false);
     }
 
-    void expectNoHandler(short condition)
+    void expectNoHandler(int condition)
     {
         expectLog("No handler for data!!!");
         if ((condition & POLLIN) != 0)
@@ -528,9 +555,10 @@ private:
     bool _isNonBlocking = false;
     Watch _watch = Watch::none;
     Call _call;
-    short _rest = 0;  // what is reported after a read in the same turn
-    bool _isInHandler = false;
-    bool _hasLeft = false;
+    int _rest = 0;  // what is reported after a read in the same turn
+    int _watchNumber = 0;
+    std::vector<int> _dispatched;
+    std::vector<bool> _callsLeft;  // of each handler call in progress, whether the stream has left it
     bool _goesOn = false;
     std::size_t _received = 0;
     int _ends = 0;

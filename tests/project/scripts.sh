@@ -130,4 +130,18 @@ no_glib_source() {
   same "last message" "The source of GLib 2.99.9-1 is not to be had." "$(tail -n 1 messages)"
 }
 
+# Seconds are a number, and a target one that has a corpus.
+unknown_fuzz_target() {
+  local status=0
+  "$KXPAL_SOURCE/scripts/fuzz" 10 nothing_like_it >output 2>messages || status=$?
+  same "status" 2 "$status"
+  contains "$(cat messages)" 'There is no target "nothing_like_it".'
+  contains "$(cat messages)" "  stream"
+
+  status=0
+  "$KXPAL_SOURCE/scripts/fuzz" stream >output 2>messages || status=$?
+  same "status" 2 "$status"
+  contains "$(cat messages)" "usage: scripts/fuzz"
+}
+
 run_case "$@"
