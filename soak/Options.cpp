@@ -18,6 +18,7 @@ std::optional<int> readOptions(int argc, char** argv, Options& options)
         ->check(CLI::Range(0.05, 64.0));
     app.add_option("--connections", options.connections, "how many are open at a time; 500 by default")
         ->check(CLI::Range(1, 800));
+    app.add_option("--only", options.only, "the activities that go on, to hunt for what one of them leaves behind");
 
     try {
         app.parse(argc, argv);

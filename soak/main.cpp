@@ -5,6 +5,7 @@
 #include <kxPAL/Timer.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>
@@ -73,22 +74,31 @@ bool raiseDescriptorLimit()
     return ::setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }
 
+// Adds the activity unless others alone were asked for.
+template <typename Kind, typename... Arguments>
+void add(Conductor::Activities& activities, const Options& options, Arguments&&... arguments)
+{
+    auto activity = std::make_unique<Kind>(std::forward<Arguments>(arguments)...);
+    if (options.only.empty() || std::count(options.only.begin(), options.only.end(), activity->name()) > 0)
+        activities.push_back(std::move(activity));
+}
+
 Conductor::Activities makeActivities(const Options& options, const Folder& folder, bool hasOwnNetwork)
 {
     Conductor::Activities activities;
-    activities.push_back(std::make_unique<Connections>(options.connections));
-    activities.push_back(std::make_unique<Events>());
-    activities.push_back(std::make_unique<Threads>());
-    activities.push_back(std::make_unique<ForeignThreads>());
-    activities.push_back(std::make_unique<Pools>());
-    activities.push_back(std::make_unique<Timers>());
-    activities.push_back(std::make_unique<Plugins>(options.plugins));
-    activities.push_back(std::make_unique<Files>(folder));
-    activities.push_back(std::make_unique<Folders>(folder));
-    activities.push_back(std::make_unique<Logs>());
-    activities.push_back(std::make_unique<Sockets>());
+    add<Connections>(activities, options, options.connections);
+    add<Events>(activities, options);
+    add<Threads>(activities, options);
+    add<ForeignThreads>(activities, options);
+    add<Pools>(activities, options);
+    add<Timers>(activities, options);
+    add<Plugins>(activities, options, options.plugins);
+    add<Files>(activities, options, folder);
+    add<Folders>(activities, options, folder);
+    add<Logs>(activities, options);
+    add<Sockets>(activities, options);
     if (hasOwnNetwork)
-        activities.push_back(std::make_unique<Multicast>());
+        add<Multicast>(activities, options);
     return activities;
 }
 
