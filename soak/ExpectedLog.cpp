@@ -12,12 +12,13 @@ struct Expected {
     const char* text;  // a part of it
 };
 
-constexpr std::array<Expected, 10> expected = {{
+constexpr std::array<Expected, 11> expected = {{
     {"Stream", "Error: Connection reset by peer"},                   // a peer that resets
     {"Stream", "Unknown error !"},                                   // the same, seen halfway through the reset
     {"Stream", "Error !"},                                           // a peer that hangs up
     {"Thread", "Thread deleted with objects still attached to it"},  // objects that are left on purpose
     {"PAL", "Can not stop Thread"},                                  // the collector, with a thread that has ended
+    {"UdpMulticast", " select failed"},                              // a receiver that is closed before it waits
     {"PAL", "Shared library"},
     {"PAL", "Unloading plugin"},
     {"PAL", "can not be unloaded because it is still referenced"},

@@ -10,11 +10,32 @@ namespace {
 constexpr std::uint64_t mostComplaintsShown = 50;  // more of the same help nobody
 
 constexpr std::array<const char*, static_cast<std::size_t>(Figure::count)> names = {
-    "rounds",        "connections",       "connections cut off", "bytes echoed", "stream moves",
-    "events posted", "events handled",    "events discarded",    "objects",      "object moves",
-    "threads",       "threads collected", "foreign threads",     "pools",        "pool units",
-    "timer fires",   "plug-in loads",     "file operations",     "folders",      "datagrams",
-    "groups joined", "look-ups",          "socket exchanges",    "log messages", "library's own warnings",
+    "rounds",
+    "connections",
+    "connections cut off",
+    "bytes echoed",
+    "stream moves",
+    "events posted",
+    "events handled",
+    "events discarded",
+    "objects",
+    "object moves",
+    "threads",
+    "threads collected",
+    "foreign threads",
+    "pools",
+    "pool units",
+    "timer fires",
+    "plug-in loads",
+    "file operations",
+    "folders",
+    "datagrams",
+    "groups joined",
+    "look-ups",
+    "socket exchanges",
+    "log messages",
+    "hand-overs under locks",
+    "library's own warnings",
 };
 
 }  // namespace

@@ -36,11 +36,13 @@ public:
     {
         unsigned char bytes[64];
         long size = 0;
-        while ((size = _socket.recvfrom(bytes, sizeof bytes, nullptr, nullptr)) != -1)
+        // A closed socket gives 0, and so does one that is closed right before it waits.
+        while ((size = _socket.recvfrom(bytes, sizeof bytes, nullptr, nullptr)) != -1 && !isToEnd)
             take(bytes, size);
     }
 
     Heard heard;
+    std::atomic<bool> isToEnd{false};
 
 private:
     void take(unsigned char* bytes, long size)
@@ -118,7 +120,9 @@ void meet(Round& round, Dice& dice)
         const std::uint64_t copies = interfaces.size() * interfaces.size() * groupCount;
         for (unsigned int number = 0; number < datagrams; ++number)
             round.await("all copies of a datagram", [&] { return listener.heard[number] >= copies; });
-        receiver.wakeUp();
+        const bool closes = turns == 1 && dice.oneIn(2);
+        listener.isToEnd = true;
+        ledger.check(closes ? receiver.close() : receiver.wakeUp(), "a receiver is woken");
         listener.join();
         for (unsigned int number = 0; number < datagrams; ++number)
             ledger.same("copies of a datagram", copies, listener.heard[number]);

@@ -4,6 +4,7 @@
 #include <kxPAL/Application.h>
 #include <kxPAL/Event.h>
 #include <kxPAL/Object.h>
+#include <kxPAL/Thread.h>
 #include <kxPAL/Timer.h>
 
 #include <atomic>
@@ -120,6 +121,31 @@ private:
     Dice _dice;
 };
 
+// A timer of a thread that is still to start, which it ends then.
+class First : public Murn::Timer {
+public:
+    void timeout() override
+    {
+        stop();
+        ++fires;
+        Murn::Thread::CurrentThread()->stop();
+    }
+
+    int fires = 0;
+};
+
+void beginBeforeTheThread(Round& round, Dice& dice)
+{
+    Murn::Thread thread;
+    thread.setJoinable(true);
+    First first;
+    first.start(dice.below(5), &thread);
+    thread.start();
+    thread.join();
+    round.ledger().same("expiries of a timer that stops itself", 1, static_cast<std::uint64_t>(first.fires));
+    round.ledger().add(Figure::timerFires);
+}
+
 }  // namespace
 
 void Timers::live(Round& round, Dice& dice)
@@ -136,6 +162,7 @@ void Timers::live(Round& round, Dice& dice)
         starter->destroy();
         loop.thread()->wakeUp();  // for nothing
         round.await("the timers to fire", [&] { return living == 0; });
-        round.ledger().add(Figure::threads);
+        beginBeforeTheThread(round, dice);
+        round.ledger().add(Figure::threads, 2);
     }
 }

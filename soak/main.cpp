@@ -21,6 +21,7 @@
 #include "Folder.h"
 #include "Folders.h"
 #include "ForeignThreads.h"
+#include "Locks.h"
 #include "Logs.h"
 #include "Multicast.h"
 #include "Options.h"
@@ -95,6 +96,7 @@ Conductor::Activities makeActivities(const Options& options, const Folder& folde
     add<Plugins>(activities, options, options.plugins);
     add<Files>(activities, options, folder);
     add<Folders>(activities, options, folder);
+    add<Locks>(activities, options);
     add<Logs>(activities, options);
     add<Sockets>(activities, options);
     if (hasOwnNetwork)
