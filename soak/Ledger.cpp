@@ -34,6 +34,7 @@ constexpr std::array<const char*, static_cast<std::size_t>(Figure::count)> names
     "look-ups",
     "socket exchanges",
     "log messages",
+    "messages to nobody",
     "hand-overs under locks",
     "library's own warnings",
 };

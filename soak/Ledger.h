@@ -33,6 +33,7 @@ enum class Figure : std::size_t {
     lookUps,
     socketExchanges,
     logMessages,
+    messagesToNobody,
     handOvers,
     libraryWarnings,
     count  // how many there are

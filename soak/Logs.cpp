@@ -53,6 +53,7 @@ void Logs::live(Round& round, Dice& dice)
         const unsigned int threadsEach = dice.between(1, 3);
         for (unsigned int number = dice.between(1, 5); number > 0; --number)
             collectors.push_back(std::make_unique<Collector>("soak" + std::to_string(number)));
+        const std::string lastDomain = collectors.back()->_domain;
         for (const auto& collector : collectors) {
             for (unsigned int thread = 0; thread < threadsEach; ++thread)
                 threads.emplace_back(logSome, collector->_domain, static_cast<unsigned int>(each));
@@ -64,5 +65,9 @@ void Logs::live(Round& round, Dice& dice)
             round.ledger().same("messages to the wrong handler", 0, collector->_strange);
             round.ledger().add(Figure::logMessages, collector->_fitting);
         }
+        collectors.pop_back();
+        const std::uint64_t before = round.ledger().total(Figure::messagesToNobody);
+        Logger::Warning(lastDomain.c_str(), "to nobody");
+        round.ledger().same("messages without a handler", before + 1, round.ledger().total(Figure::messagesToNobody));
     }
 }
