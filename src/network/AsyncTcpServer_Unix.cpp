@@ -34,11 +34,20 @@ void DestroySourceFor(AsyncTcpServer* server)
     token = nullptr;
 }
 
+// GLib looks at the records of a context, under a lock of its own, when another thread adds a source to the context. So
+// what is the same already is not written over and over.
+template <typename Value>
+static void keepOrSet(Value& place, Value value)
+{
+    if (place != value)
+        place = value;
+}
+
 static void fillPollRecord(AsyncTcpServerSource* src)
 {
-    src->pollfd.fd = AsyncTcpServerSource::DescriptorOf(src->server);
-    src->pollfd.events = G_IO_IN;
-    src->pollfd.revents = 0;
+    keepOrSet(src->pollfd.fd, AsyncTcpServerSource::DescriptorOf(src->server));
+    keepOrSet<gushort>(src->pollfd.events, G_IO_IN);
+    keepOrSet<gushort>(src->pollfd.revents, 0);
 }
 
 static gboolean AsyncTcpServerPrepare(GSource* source, gint* timeoutMs)

@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <kxPAL/HostAddress.h>
+#include <sys/mman.h>
 
 #include <atomic>
 #include <cerrno>
@@ -248,6 +249,28 @@ TEST_F(AsyncTcpServerTest, preparesThePollRecordAfreshWithTheDescriptorOfTheMome
         EXPECT_EQ(record->pollfd.events, G_IO_IN);
         EXPECT_EQ(record->pollfd.revents, 0);
     }
+}
+
+// When another thread adds a source to the context, GLib looks at the records that are there, under a lock that prepare
+// does not have.
+TEST_F(AsyncTcpServerTest, preparesARecordThatIsFreshWithoutWritingToIt)
+{
+    Server server;
+    constexpr std::size_t size = 4096;
+    void* const page = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(page, MAP_FAILED);
+    auto* const record = static_cast<AsyncTcpServerSource*>(page);
+    record->server = &server;
+    gint timeoutMs = 0;
+    funcs.prepare(&record->source, &timeoutMs);
+    ASSERT_EQ(::mprotect(page, size, PROT_READ), 0);
+
+    EXPECT_FALSE(funcs.prepare(&record->source, &timeoutMs));  // a write would end the test here
+
+    EXPECT_EQ(record->pollfd.fd, server.fd());
+    EXPECT_EQ(record->pollfd.events, G_IO_IN);
+    EXPECT_EQ(record->pollfd.revents, 0);
+    ::munmap(page, size);
 }
 
 TEST_F(AsyncTcpServerTest, isReadyWhenThereIsSomethingToAccept)
