@@ -167,20 +167,23 @@ void Conductor::close()
         std::printf("%-24s %14" PRIu64 "\n", nameOf(figure), _ledger.total(figure));
     }
     std::printf("\n%-24s %14s %14s %14s\n", "median, KiB", "second third", "last third", "may grow by");
-    judge("heap between rounds", _quietHeap);
-    judge("resident between rounds", _quietResident);
-    judge("resident in rounds", _busyResident);
+    judge("heap between rounds", _quietHeap, true);
+    judge("resident between rounds", _quietResident, !Vitals::AreSanitized());
+    judge("resident in rounds", _busyResident, !Vitals::AreSanitized());
     std::printf("%-24s %14zu %14zu %14d  %s\n", "descriptors", _base.descriptors, _quiet.descriptors, 0, "each round");
     std::printf("%-24s %14zu %14zu %14d  %s\n", "threads", _base.threads, _quiet.threads, 0, "each round");
 }
 
-void Conductor::judge(const char* what, const Series& series)
+void Conductor::judge(const char* what, const Series& series, bool counts)
 {
-    const bool isFlat = !series.isLongEnough() || series.isFlat();
-    std::printf("%-24s %14.0f %14.0f %14.0f  %s\n", what, series.before(), series.after(), series.tolerance(),
-                !series.isLongEnough() ? "too short a run to tell"
-                : isFlat               ? "flat"
-                                       : "GROWS");
-    if (!isFlat)
+    const char* verdict = "flat";
+    if (!counts)
+        verdict = "the sanitizer's own, not judged";
+    else if (!series.isLongEnough())
+        verdict = "too short a run to tell";
+    else if (!series.isFlat())
+        verdict = "GROWS";
+    std::printf("%-24s %14.0f %14.0f %14.0f  %s\n", what, series.before(), series.after(), series.tolerance(), verdict);
+    if (counts && series.isLongEnough() && !series.isFlat())
         _ledger.complain("%s: it grows from %.0f to %.0f KiB", what, series.before(), series.after());
 }

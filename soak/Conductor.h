@@ -34,7 +34,7 @@ private:
     std::vector<Vitals> watch(const std::vector<std::unique_ptr<Driver>>& drivers, Clock::time_point limit);
     void settle(bool isFirst);
     void sayMinute();
-    void judge(const char* what, const Series& series);
+    void judge(const char* what, const Series& series, bool counts);
 
     const Options _options;
     const Activities _activities;

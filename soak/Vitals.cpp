@@ -54,6 +54,15 @@ std::size_t heapBytes()
 
 }  // namespace
 
+bool Vitals::AreSanitized()
+{
+#ifdef SOAK_SANITIZED
+    return true;
+#else
+    return false;
+#endif
+}
+
 Vitals Vitals::Now()
 {
     // The folder that is looked through is itself open meanwhile.

@@ -12,6 +12,8 @@ struct Vitals {
     std::size_t threads;
 
     static Vitals Now();
+    /// @return whether a sanitizer holds memory of its own, so that what is resident says nothing of the host
+    static bool AreSanitized();
 };
 
 #endif
