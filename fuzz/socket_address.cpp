@@ -137,6 +137,62 @@ void checkSender(Socket& socket, HostAddress::Type type, const Answer& answer, H
     FUZZ_CHECK(HostAddress(from).toString() == from.toString());
 }
 
+/// A resolver's list with one entry an answer, each socket address in memory of its own.
+class Resolver {
+public:
+    explicit Resolver(const std::vector<std::string>& storages, bool fails) : _fails(fails), _entries(storages.size())
+    {
+        for (std::size_t i = 0; i < storages.size(); ++i) {
+            const std::size_t used = familyOf(storages[i]) == AF_INET ? sizeof(sockaddr_in) : room;
+            _addresses.emplace_back(storages[i].begin(), storages[i].begin() + static_cast<std::ptrdiff_t>(used));
+            _entries[i].ai_addr = reinterpret_cast<sockaddr*>(_addresses.back().data());
+            if (i > 0)
+                _entries[i - 1].ai_next = &_entries[i];
+        }
+    }
+    ~Resolver() { FUZZ_CHECK(_listsOut == 0); }
+    Resolver(const Resolver&) = delete;
+    Resolver& operator=(const Resolver&) = delete;
+
+private:
+    int resolve(addrinfo** list)
+    {
+        if (_fails)
+            return EAI_AGAIN;
+        *list = _entries.empty() ? nullptr : _entries.data();
+        _listsOut += _entries.empty() ? 0 : 1;
+        return 0;
+    }
+
+    bool _fails;
+    std::vector<addrinfo> _entries;
+    std::vector<std::vector<char>> _addresses;
+    int _listsOut = 0;
+    Interposed<int(const char*, const char*, const addrinfo*, addrinfo**)> _resolve{
+        interpose::getaddrinfo,
+        [this](auto, const char*, const char*, const addrinfo*, addrinfo** list) { return resolve(list); }};
+    Interposed<void(addrinfo*)> _free{interpose::freeaddrinfo, [this](auto, addrinfo*) { --_listsOut; }};
+};
+
+void checkLookUp(const std::vector<Answer>& answers, bool fails)
+{
+    std::vector<std::string> storages;
+    storages.reserve(answers.size());
+    for (const Answer& answer : answers)
+        storages.push_back(answer.inRoom());
+    const Resolver resolver(storages, fails);
+    const HostAddress first = HostAddress::FromHostName("host", HostAddress::Unspecified);
+    const std::vector<HostAddress> all = HostAddress::ResolveHostName("host", HostAddress::Unspecified);
+    if (fails || storages.empty()) {
+        FUZZ_CHECK(all.empty() && first.type() == HostAddress::Unspecified);
+        return;
+    }
+    FUZZ_CHECK(all.size() == storages.size());
+    checkAddress(first, storages[0]);
+    for (std::size_t i = 0; i < all.size(); ++i)
+        checkAddress(all[i], storages[i]);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -146,8 +202,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     static Socket ofNoFamily(-1);
     Input input(data, size);
     HostAddress from;
+    std::vector<Answer> answers;
     do {
         const Answer answer(input);
+        answers.push_back(answer);
         checkConstruction(answer);
         switch (input.upTo(2)) {
             case 0:
@@ -164,5 +222,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
                 break;
         }
     } while (!input.isEmpty());
+    checkLookUp(answers, answers.front().result != 0);
     return 0;
 }

@@ -525,6 +525,7 @@ private:
     // Whatever happened until now, nothing that was sent is lost to those who read on.
     void readAll()
     {
+        _input.rest();  // so that the handler does nothing any more
         move();
         _peer.endSending();
         for (const int ends = _ends; _ends == ends || _received < _peer.sent().size();) {
