@@ -8,10 +8,15 @@
 #include <array>
 #include <list>
 #include <optional>
+#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include "InterposeGlib.h"
+
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 using Murn::AffinityLock;
 using Murn::LifeWatch;
@@ -64,6 +69,49 @@ std::vector<std::size_t> noticedBy(const std::vector<Place>& places, Function fu
         ++index;
     }
     return noticed;
+}
+
+/// How often the function takes and gives back locks, in order.
+template <typename Function>
+std::vector<std::string> locking(Function function)
+{
+    interpose::CallLog log;
+    const Interposed lock(interpose::g_mutex_lock, log.noting("lock"));
+    const Interposed unlock(interpose::g_mutex_unlock, log.noting("unlock"));
+    function();
+    return log.calls();
+}
+
+TEST(AffinityLock, spreadsObjectsOfAnySizeOverManyLocks)
+{
+    for (const std::uintptr_t size : {16U, 32U, 48U, 64U, 256U, 4096U}) {
+        std::set<GMutex*> locks;
+        const Interposed lock(interpose::g_mutex_lock, [&](auto* real, GMutex* mutex) {
+            locks.insert(mutex);
+            real(mutex);
+        });
+        for (std::uintptr_t number = 1; number <= 1000; ++number)
+            const AffinityLock held(reinterpret_cast<const Object*>(number * size));
+        EXPECT_GT(locks.size(), 48U) << "objects of " << size << " bytes";
+    }
+}
+
+TEST(LifeWatch, isSetReadAndEndedUnderItsObjectsLock)
+{
+    const Place place;
+    std::optional<LifeWatch> watch;
+
+    EXPECT_THAT(locking([&] { watch.emplace(place.object()); }), ElementsAre("lock", "unlock"));
+    EXPECT_THAT(locking([&] { EXPECT_FALSE(watch->objectLeft()); }), ElementsAre("lock", "unlock"));
+    EXPECT_THAT(locking([&] { LifeWatch::NoteDestroyed(place.object()); }), ElementsAre("lock", "unlock"));
+    EXPECT_THAT(locking([&] { watch.reset(); }), ElementsAre("lock", "unlock"));
+}
+
+TEST(LifeWatch, costsADestructorNoLockWhenThereIsNone)
+{
+    const Place place;
+
+    EXPECT_THAT(locking([&] { LifeWatch::NoteDestroyed(place.object()); }), IsEmpty());
 }
 
 TEST(LifeWatch, noticesTheDestructionOfItsObjectAlone)
@@ -134,6 +182,20 @@ TEST(LifeWatch, freesTheMutexOfItsMoverBeforeTheObjectGoes)
     }
     EXPECT_FALSE(isUnlocked(mutex));
     mutex.unlock();
+}
+
+TEST(LifeWatch, takesNoLaterObjectAtTheSamePlaceForItsOwn)
+{
+    const Place place;
+    Mutex mutex;
+    mutex.lock();
+    {
+        const LifeWatch watch(place.object(), &mutex);
+        std::thread([&] { LifeWatch::NoteDestroyed(place.object()); }).join();
+        LifeWatch::NoteDestroyed(place.object());
+        EXPECT_FALSE(isUnlocked(mutex));
+    }
+    EXPECT_TRUE(isUnlocked(mutex));
 }
 
 TEST(LifeWatch, leavesTheMutexToItsMoverWhenTheObjectGoesOnAnotherThread)

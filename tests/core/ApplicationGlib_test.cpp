@@ -1,6 +1,9 @@
 // The application's record: its fields in their order, the registry's table and the collector's list.
 #include "core/ApplicationGlib.h"
 
+#include <algorithm>
+
+#include "InterposeGlib.h"
 #include "Runtime.h"
 
 using ::testing::ElementsAre;
@@ -11,6 +14,24 @@ using Murn::ApplicationGlib;
 using Murn::Thread;
 
 namespace {
+
+GRecMutex* partOf(const Murn::Mutex& mutex)
+{
+    return fieldAt<GRecMutex*>(&mutex, 0);
+}
+
+/// The mutexes that the calling thread locks in the function, in order.
+std::vector<GRecMutex*> lockedBy(const std::function<void()>& function)
+{
+    std::vector<GRecMutex*> locked;
+    const Interposed lock(interpose::g_rec_mutex_lock, [&, thread = g_thread_self()](auto* real, GRecMutex* mutex) {
+        if (g_thread_self() == thread)
+            locked.push_back(mutex);
+        real(mutex);
+    });
+    function();
+    return locked;
+}
 
 class ApplicationGlibTest : public RuntimeTest {
 protected:
@@ -58,6 +79,69 @@ TEST_F(ApplicationGlibTest, takesTheRegistrysLockToLookUpTheCurrentThread)
     EXPECT_FALSE(found);
     record()._registryMutex.unlock();
     other.join();
+}
+
+TEST_F(ApplicationGlibTest, takesTheRegistrysLockForItsArgumentsAndItsThreads)
+{
+    GRecMutex* const registry = partOf(record()._registryMutex);
+    Thread* thread = nullptr;
+
+    EXPECT_THAT(lockedBy([] { Application::Arguments(); }), ElementsAre(registry));
+    EXPECT_THAT(lockedBy([&] { thread = Application::CurrentThread(); }), ElementsAre(registry));
+    // Each time once more for the check of the current thread.
+    EXPECT_THAT(lockedBy([&] { Application::UnregisterThread(thread); }), ElementsAre(registry, registry));
+    EXPECT_THAT(lockedBy([&] { Application::RegisterThread(thread); }), ElementsAre(registry, registry));
+}
+
+TEST_F(ApplicationGlibTest, takesTheRegistrysLockToComeAndToGo)
+{
+    endApplication();
+    std::unique_ptr<Application> application;
+
+    const std::vector<GRecMutex*> first = lockedBy([&] { application = std::make_unique<Application>(0, nullptr); });
+    GRecMutex* const registry = partOf(fieldAt<ApplicationGlib*>(application.get(), 8)->_registryMutex);
+    const std::vector<GRecMutex*> last = lockedBy([&] { application.reset(); });
+
+    // Two of these are for the main thread, which registers, or three, as it unregisters and delivers its last events.
+    EXPECT_EQ(std::count(first.begin(), first.end(), registry), 1 + 2);
+    EXPECT_EQ(std::count(last.begin(), last.end(), registry), 1 + 3);
+}
+
+TEST_F(ApplicationGlibTest, holdsAnObjectsAffinityWhileItAsksItsThread)
+{
+    Murn::Object object;
+    int locks = 0;
+    const Interposed lock(interpose::g_mutex_lock, [&](auto* real, GMutex* mutex) {
+        ++locks;
+        real(mutex);
+    });
+
+    Application::DispatchEvent(&object, new Murn::Event(100, nullptr));
+
+    EXPECT_EQ(locks, 1);
+}
+
+TEST_F(ApplicationGlibTest, takesTheCollectorsLockToLookAndToAdd)
+{
+    GRecMutex* const garbage = partOf(record()._garbageMutex);
+    BodyThread body([] {});
+    body.start();
+
+    EXPECT_THAT(lockedBy([&] { Application::AddToThreadGarbageCollector(&body); }), ElementsAre(garbage, garbage));
+
+    record()._garbage.clear();
+    body.join();
+}
+
+TEST_F(ApplicationGlibTest, collectsNothingWithoutARecord)
+{
+    ApplicationGlib* const saved = &record();
+    char* const field = reinterpret_cast<char*>(&application()) + 8;
+    std::memset(field, 0, sizeof saved);
+    Application::AddToThreadGarbageCollector(nullptr);
+    std::memcpy(field, &saved, sizeof saved);
+
+    EXPECT_THAT(record()._garbage, IsEmpty());
 }
 
 TEST_F(ApplicationGlibTest, keepsTheThreadsThatWaitForCollection)

@@ -140,6 +140,32 @@ TEST_F(CInterface, dispatchQueuesForAnotherThread)
     EXPECT_EQ(destructions, 1);
 }
 
+TEST_F(CInterface, processingEventsWaitsForNone)
+{
+    const Application application(0, nullptr);
+    Murn_Application_Process_Events();
+}
+
+TEST_F(CInterface, eventsTellTheirTypeAndData)
+{
+    int datum = 0;
+    Murn_Event* const event = Murn_Create_Event(7, &datum);
+    EXPECT_EQ(Murn_Event_Get_Type(event), 7U);
+    EXPECT_EQ(Murn_Event_Get_Data(event), &datum);
+    Murn_Event_Delete(event);
+}
+
+TEST_F(CInterface, theLastShutdownOfSeveralEndsTheApplication)
+{
+    Murn_C_application_init(0, nullptr);
+    Murn_C_application_init(0, nullptr);
+    Murn::Thread* const mainThread = Application::CurrentThread();
+    Murn_C_application_shutdown();
+    EXPECT_EQ(Application::CurrentThread(), mainThread);
+    Murn_C_application_shutdown();
+    EXPECT_EQ(Application::CurrentThread(), nullptr);
+}
+
 TEST_F(CInterface, registeredThreadIsAnExternalOneOfItsOwn)
 {
     Murn_C_application_init(0, nullptr);

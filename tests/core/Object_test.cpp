@@ -223,6 +223,25 @@ TEST_F(ObjectTest, readsItsCountOnlyOnceItHasTheMutex)
     object.deref();
 }
 
+TEST_F(ObjectTest, locksItsMutexForEachLookAtItsReferences)
+{
+    Shared object;
+    std::vector<GRecMutex*> locked;
+    const Interposed lock(interpose::g_rec_mutex_lock, [&](auto* real, GRecMutex* mutex) {
+        locked.push_back(mutex);
+        real(mutex);
+    });
+    auto* const own = fieldAt<GRecMutex*>(object.mutex(), 0);
+
+    object.ref();
+    EXPECT_THAT(std::exchange(locked, {}), ElementsAre(own));
+    EXPECT_EQ(object.refsCount(), 1U);
+    EXPECT_THAT(std::exchange(locked, {}), ElementsAre(own));
+    object.deref();
+    ASSERT_FALSE(locked.empty());
+    EXPECT_EQ(locked.front(), own);
+}
+
 TEST_F(ObjectTest, wrapsTheCountAndDestroysNothingWhenReleasedTooOften)
 {
     Shared object;

@@ -217,10 +217,11 @@ class Planter:
         digits = re.match(r"(0[xX][0-9a-fA-F]+|\d+)(.*)", token.text.replace("'", ""), re.DOTALL)
         if is_pure or digits is None:
             return
-        value, rest = int(digits[1], 0) if digits[1][:2] in ("0x", "0X") else int(digits[1], 8 if re.fullmatch("0[0-7]+", digits[1]) else 10), digits[2]
+        is_octal = re.fullmatch("0[0-7]+", digits[1])
+        value, rest = int(digits[1], 8 if is_octal else 0), digits[2]
         self._replace(token, "%d%s" % (value + 1, rest))
-        if value > 0:
-            self._replace(token, "%d%s" % (value - 1, rest))
+        if value == 1:
+            self._replace(token, "0" + rest)
 
     def _statement(self, i):
         head = self.tokens[i]
@@ -268,8 +269,8 @@ class Planter:
         inside = [token.text for token in self.tokens[i + 2:self.partner[i + 1]]]
         if {"&&", "||"} & set(inside) or (inside[0] != "!" and not RELATIONS & set(inside)):
             self._add(first, last, "!({})")  # in the others the operator is turned round
-        if word == "if":
-            self._add(first, last, "({}) || true")
+            if word == "if":
+                self._add(first, last, "({}) || true")
         self._add(first, last, "({}) && false")
 
     def _ternary(self, i):

@@ -25,11 +25,12 @@ class Run:
         self.arguments = arguments
         self.table = programs_of_files()
         self.explained = Explained(HERE / "equivalent.txt")
-        self.report = Path(arguments.report or Path(arguments.build) / "mutants")
+        self.report = Path(arguments.report or SOURCE / "build" / "release" / "mutants")
         self.report.mkdir(parents=True, exist_ok=True)
         # A sample stands for itself: whatever is known is tried again, and nothing is kept.
-        self.results = Results(None if arguments.sample else Path(arguments.build) / "mutants" / "results.tsv", arguments.fresh)
-        self.runner = None  # made when it turns out that something is left to be tried
+        self.results = Results(None if arguments.sample else self.report / "results.tsv", arguments.fresh)
+        self.runners = {}  # by preset, made when it turns out that something is left to be tried
+        self.presets = ["release"] + [preset for preset in arguments.also.split(",") if preset]
         self.totals, self.tried, self.seconds = collections.Counter(), 0, 0.0
 
     def work(self):
@@ -66,7 +67,6 @@ class Run:
 
     def _file(self, file, source, mutants):
         start = time.monotonic()
-        names = self.table[file]
         todo = []
         outcomes = {}
         for mutant in mutants:
@@ -75,17 +75,30 @@ class Run:
                 outcomes[mutant] = known
             else:
                 todo.append(mutant)
-        if todo and self.runner is None:
-            self.runner = Runner(Build(self.arguments.build), self.scratch, self.arguments.jobs)
-        if todo:
-            self.runner.measure(names)
-        with concurrent.futures.ThreadPoolExecutor(self.arguments.jobs) as pool:
-            outcomes.update(zip(todo, pool.map(lambda mutant: self._one(file, source, mutant, names), todo)))
-        self._report(file, source, mutants, outcomes, len(todo), time.monotonic() - start)
+        tried = len(todo)
+        for preset in self.presets:
+            outcomes.update(self._tried_with(preset, file, source, todo))
+            todo = [mutant for mutant in todo if outcomes[mutant][0] == SURVIVED]
+        self._report(file, source, mutants, outcomes, tried, time.monotonic() - start)
 
-    def _one(self, file, source, mutant, names):
+    def _tried_with(self, preset, file, source, mutants):
+        """What comes out with the build of this preset, by fault."""
+        if not mutants:
+            return {}
+        if preset not in self.runners:
+            folder = self.scratch / preset
+            folder.mkdir()
+            self.runners[preset] = Runner(Build(SOURCE / "build" / preset), folder, self.arguments.jobs,
+                                          preset == "release")
+        self.runners[preset].measure(self.table[file])
+        with concurrent.futures.ThreadPoolExecutor(self.arguments.jobs) as pool:
+            return dict(zip(mutants, pool.map(lambda mutant: self._one(preset, file, source, mutant), mutants)))
+
+    def _one(self, preset, file, source, mutant):
         start = time.monotonic()
-        outcome, told = self.runner.try_out(file, source, mutant, names)
+        outcome, told = self.runners[preset].try_out(file, source, mutant, self.table[file])
+        if outcome == KILLED and preset != "release":
+            told += " with " + preset
         self.results.add(key_of(file, mutant.applied(source)), outcome, told, time.monotonic() - start, file,
                          mutant.line_number(source), mutant.lines(source))
         return outcome, told
@@ -137,10 +150,11 @@ def main():
     parser.add_argument("--sample", type=int, help="try this many faults only, chosen by --seed")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("-j", "--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--also", default="", metavar="PRESETS",
+                        help="try survivors again in these builds too, as asan,tsan; they must be there")
     parser.add_argument("--fresh", action="store_true", help="forget what came out before")
     parser.add_argument("--list", action="store_true", help="list the faults and try none")
     parser.add_argument("--report", help="the folder for the lists of survivors, one a file; build/release/mutants if not given")
-    parser.add_argument("--build", default=str(SOURCE / "build" / "release"), help=argparse.SUPPRESS)
     os.umask(0o022)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that the scratch folder goes
     sys.exit(Run(parser.parse_args()).go())

@@ -14,8 +14,9 @@ from toolchain import Compiler, Bench, Program, digest
 class Runner:
     """Tells of one fault after the other, several at a time, what becomes of it."""
 
-    def __init__(self, build, scratch, jobs):
+    def __init__(self, build, scratch, jobs, drops_same_code):
         self.build = build
+        self.drops_same_code = drops_same_code
         self.scratch = scratch
         self.jobs = jobs
         self.compiler = Compiler(build, scratch)
@@ -61,7 +62,7 @@ class Runner:
         status, output = self.sandbox.run(self.library, [str(path)], 300)
         if status != 0:
             fail("%s fails without a fault:\n%s" % (name, output[-4000:]))
-        program.limit = 3 * (time.monotonic() - start) + 5
+        program.limit = 3 * (time.monotonic() - start) + 3
         skipped = re.findall(r"^\[  SKIPPED \] (\S+)$", output, re.MULTILINE)
         if skipped:
             print("%s skips in the sandbox: %s" % (name, " ".join(sorted(set(skipped)))), flush=True)
@@ -86,7 +87,8 @@ class Runner:
         made = bench.compile(bench.objects_of(file))
         if made is None:
             return BROKEN, ""
-        if file.endswith(".cpp"):
+        drops_same_code = self.drops_same_code and file.endswith(".cpp")
+        if drops_same_code:
             code = digest(next(iter(made.values())))
             with self.lock:
                 if code == self.digests[self.build.sources[file]] or code in self.seen[file]:
@@ -98,7 +100,7 @@ class Runner:
             told = self._told_by(bench, file, self.programs[name], made)
             if told:
                 return KILLED, told
-        if file.endswith(".cpp") and self._is_same_when_optimised(bench, file):
+        if drops_same_code and self._is_same_when_optimised(bench, file):
             return SAME, "when optimised"
         return SURVIVED, ""
 
@@ -115,7 +117,7 @@ class Runner:
             path = bench.out / os.path.basename(program.name)
             if not bench.link(program.link, objects, path):
                 return program.name + " (does not link)"
-        status, _ = self.sandbox.run(bench.library, [str(path), "--gtest_fail_fast", "--gtest_brief=1"], program.limit)
+        status, _ = self.sandbox.run(bench.library, [str(path)], program.limit)
         if status == 0:
             return ""
         return program.name + (" (time)" if status is None else " (crash)" if status < 0 or status > 1 else "")

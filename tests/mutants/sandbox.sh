@@ -38,11 +38,12 @@ mount --rbind "$scratch" /tmp
 mount -t tmpfs -o size=256m,mode=1777 tmpfs "$scratch"
 mount -t tmpfs -o size=256m,mode=1777 tmpfs /dev/shm
 mount --bind "$mutated" "$library"
-ip link set lo up
+ip link set lo up multicast on
 
 # The units are blocks of 1 KiB, KiB, processes and threads of the user, seconds.
-ulimit -c 0 -f 262144 -v 8388608 -u 2000 -t 120
+ulimit -c 0 -f 16777216 -v "$KXPAL_SANDBOX_MEMORY" -u 2000 -t 120
 cd /tmp
 unset XDG_RUNTIME_DIR
 export HOME=/tmp TMPDIR=/tmp
-exec "$@"
+# As an ordinary user again: root in a namespace with one user cannot become another, as some tests do.
+exec unshare --user --map-user=1000 --map-group=1000 "$@"

@@ -33,6 +33,8 @@
     X(void, g_cond_broadcast, (GCond * cond), (cond), )                                                            \
     X(void, g_cond_clear, (GCond * cond), (cond), )                                                                \
     X(void, g_mutex_clear, (GMutex * mutex), (mutex), )                                                            \
+    X(void, g_mutex_lock, (GMutex * mutex), (mutex), )                                                             \
+    X(void, g_mutex_unlock, (GMutex * mutex), (mutex), )                                                           \
     X(void, g_async_queue_lock, (GAsyncQueue * queue), (queue), )                                                  \
     X(void, g_async_queue_unlock, (GAsyncQueue * queue), (queue), )                                                \
     X(gpointer, g_async_queue_try_pop_unlocked, (GAsyncQueue * queue), (queue), )                                  \
