@@ -71,5 +71,12 @@ def programs_of_files():
     return table
 
 
-def key_of(file, text):
-    return hashlib.sha1((file + "\0" + text).encode()).hexdigest()
+def keys_of(file, source, mutants):
+    """What a fault is known by from run to run, as long as the lines around it stay: a key for each, in order."""
+    seen = collections.Counter()
+    keys = []
+    for mutant in mutants:
+        excerpt = mutant.excerpt(source)
+        seen[excerpt] += 1
+        keys.append(hashlib.sha1(("%s\0%d\0%s" % (file, seen[excerpt], excerpt)).encode()).hexdigest())
+    return keys

@@ -54,6 +54,15 @@ class Mutant(NamedTuple):
         before, after = source[first:last], source[first:self.start] + self.new + source[self.end:last]
         return " ".join(before.split()), " ".join(after.split())
 
+    def excerpt(self, source):
+        """The lines around it with the fault, which tell it from all others but those in lines that are alike."""
+        lines = source.split("\n")
+        first = max(0, source.count("\n", 0, self.start) - 3)
+        last = source.count("\n", 0, self.end) + 4
+        start = sum(len(line) + 1 for line in lines[:first])
+        text = "\n".join(lines[first:last])
+        return text[:self.start - start] + "\x01" + self.new + "\x01" + text[self.end - start:]
+
     def line_number(self, source):
         return source.count("\n", 0, self.start) + 1
 

@@ -13,7 +13,7 @@ from pathlib import Path
 
 import plant
 from common import BROKEN, HERE, KILLED, SAME, SOURCE, SURVIVED, fail
-from lists import Explained, Results, key_of, programs_of_files
+from lists import Explained, Results, keys_of, programs_of_files
 from runner import Runner
 from toolchain import Build
 
@@ -38,6 +38,8 @@ class Run:
             os.path.relpath(path, SOURCE) for pattern in ("src/*/*", "inc/*.h") for path in glob.glob(str(SOURCE / pattern)))
         work = []
         for file in files:
+            if file not in self.table:
+                fail("tests/mutants/programs.txt has no test programs for " + file)
             source = (SOURCE / file).read_text()
             work += [(file, source, mutant) for mutant in plant.mutants_of(source)]
         if self.arguments.sample:
@@ -45,9 +47,6 @@ class Run:
         by_file = collections.OrderedDict()
         for file, source, mutant in sorted(work, key=lambda item: files.index(item[0])):
             by_file.setdefault(file, (source, []))[1].append(mutant)
-        for file in by_file:
-            if file not in self.table:
-                fail("tests/mutants/programs.txt has no test programs for " + file)
         return by_file
 
     def go(self):
@@ -69,8 +68,9 @@ class Run:
         start = time.monotonic()
         todo = []
         outcomes = {}
+        self.keys = dict(zip(mutants, keys_of(file, source, mutants)))
         for mutant in mutants:
-            known = self.results.known.get(key_of(file, mutant.applied(source)))
+            known = self.results.known.get(self.keys[mutant])
             if known and known[0] != SURVIVED:
                 outcomes[mutant] = known
             else:
@@ -99,7 +99,7 @@ class Run:
         outcome, told = self.runners[preset].try_out(file, source, mutant, self.table[file])
         if outcome == KILLED and preset != "release":
             told += " with " + preset
-        self.results.add(key_of(file, mutant.applied(source)), outcome, told, time.monotonic() - start, file,
+        self.results.add(self.keys[mutant], outcome, told, time.monotonic() - start, file,
                          mutant.line_number(source), mutant.lines(source))
         return outcome, told
 
