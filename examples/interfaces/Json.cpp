@@ -46,7 +46,7 @@ std::string escaped(std::string_view character)
     return text;
 }
 
-std::string quoted(std::string_view text)
+std::string inQuotes(std::string_view text)
 {
     std::string result = "\"";
     while (!text.empty()) {
@@ -59,7 +59,7 @@ std::string quoted(std::string_view text)
 
 std::string member(const char* name, const std::string& value)
 {
-    return quoted(name) + ": " + quoted(value);
+    return inQuotes(name) + ": " + inQuotes(value);
 }
 
 std::string addressedObject(const Murn::NetworkInterfaceInfo& info)
