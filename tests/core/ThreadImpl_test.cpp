@@ -33,7 +33,8 @@ struct Fields {
     Object** objects;
     Object** objectsEnd;
     Object** objectsCapacity;
-    void* objectsMutex;
+    GRecMutex* objectsMutex;
+    GRecMutex* stateMutex;
 };
 
 Fields fieldsOf(const Thread& thread)
@@ -51,6 +52,20 @@ template <typename Value>
 void setField(const Thread& thread, std::size_t offset, Value value)
 {
     std::memcpy(reinterpret_cast<char*>(ThreadImpl::Of(&thread)) + offset, &value, sizeof value);
+}
+
+/// How often the function locks the mutex on the calling thread.
+template <typename Function>
+int locksOf(GRecMutex* wanted, Function function)
+{
+    int locks = 0;
+    const Interposed lock(interpose::g_rec_mutex_lock, [&, thread = g_thread_self()](auto* real, GRecMutex* mutex) {
+        if (mutex == wanted && g_thread_self() == thread)
+            ++locks;
+        real(mutex);
+    });
+    function();
+    return locks;
 }
 
 class ThreadImplTest : public RuntimeTest {};
@@ -146,6 +161,120 @@ TEST_F(ThreadImplTest, keepsTrackOfItsLoop)
     EXPECT_EQ(afterLoop.loop, nullptr);
 }
 
+TEST_F(ThreadImplTest, hasNoLoopAnyMoreWhenSomebodyElseQuitIt)
+{
+    Fields afterLoop{};
+    BodyThread thread([&] {
+        Object* object = nullptr;
+        Record record;
+        object = new Recorder(record, [&](Event*) {
+            g_main_loop_quit(fieldsOf(thread).loop);
+            delete object;
+        });
+        post(object, 7);
+        thread.exec();
+        afterLoop = fieldsOf(thread);
+    });
+
+    startAndJoin(thread);
+
+    EXPECT_FALSE(afterLoop.loopRunning);
+}
+
+TEST_F(ThreadImplTest, locksItsStateForEachStepOfItsLoop)
+{
+    int inExec = 0;
+    BodyThread thread([&] {
+        GRecMutex* const state = fieldsOf(thread).stateMutex;
+        EXPECT_EQ(locksOf(state, [&] { ThreadImpl::Of(&thread)->retire(); }), 1);
+        inExec = locksOf(state, [&] { thread.exec(); });  // comes back at once
+        EXPECT_EQ(locksOf(state, [&] { thread.stop(); }), 1);
+    });
+
+    startAndJoin(thread);
+
+    EXPECT_EQ(inExec, 3);              // the beginning, the first look at whether it was stopped, the end
+    EXPECT_THAT(logged(), SizeIs(1));  // of a stop without a loop
+}
+
+TEST_F(ThreadImplTest, locksItsListForEachStepOfItsObjects)
+{
+    ThreadImpl* const impl = ThreadImpl::Of(mainThread());
+    GRecMutex* const list = fieldsOf(*mainThread()).objectsMutex;
+    Object object;
+
+    EXPECT_EQ(locksOf(list, [&] { impl->registerObject(&object); }), 1);
+    EXPECT_EQ(locksOf(list, [&] { EXPECT_TRUE(impl->unlistObject(&object)); }), 1);
+}
+
+TEST_F(ThreadImplTest, locksItsListForEachLookAtItsOrphans)
+{
+    int withoutOrphans = 0;
+    int withAnOrphan = 0;
+    Object* orphan = nullptr;
+    onExternalThread([&] {
+        ThreadImpl* const impl = ThreadImpl::Of(Thread::CurrentThread());
+        GRecMutex* const list = fieldsOf(*Thread::CurrentThread()).objectsMutex;
+        withoutOrphans = locksOf(list, [&] { EXPECT_TRUE(impl->checkOrpheanObjects()); });
+        orphan = new Object;
+        withAnOrphan = locksOf(list, [&] { EXPECT_FALSE(impl->checkOrpheanObjects()); });
+    });
+
+    EXPECT_EQ(withoutOrphans, 1);
+    EXPECT_EQ(withAnOrphan, 8);  // two lists, a look for the one on it, and its move
+    EXPECT_THAT(logged(), SizeIs(1));
+    delete orphan;
+}
+
+TEST_F(ThreadImplTest, freesTheReasonForWhichItCouldNotStart)
+{
+    GError* const reason = g_error_new_literal(G_THREAD_ERROR, G_THREAD_ERROR_AGAIN, "no more threads");
+    std::vector<GError*> freed;
+    const Interposed failing(interpose::g_thread_try_new,
+                             [&](auto*, const gchar*, GThreadFunc, gpointer, GError** error) -> GThread* {
+                                 *error = reason;
+                                 return nullptr;
+                             });
+    const Interposed freeing(interpose::g_error_free, [&](auto* real, GError* error) {
+        freed.push_back(error);
+        real(error);
+    });
+    Thread thread;
+
+    thread.start();
+
+    EXPECT_THAT(freed, ElementsAre(reason));
+    EXPECT_THAT(logged(), SizeIs(1));
+}
+
+TEST_F(ThreadImplTest, isFoundWhileOthersEndToo)
+{
+    auto* const outer = new Thread;
+    auto* const inner = new Thread;
+    ThreadImpl* const outerImpl = ThreadImpl::Of(outer);
+    ThreadImpl* const innerImpl = ThreadImpl::Of(inner);
+    std::vector<ThreadImpl*> found;
+    Record record;
+    Object* ofInner = nullptr;
+    Object* ofOuter = nullptr;
+    ofInner = new Recorder(record, [&](Event*) {
+        found = {ThreadImpl::Of(outer), ThreadImpl::Of(inner)};
+        delete ofInner;
+    });
+    ofOuter = new Recorder(record, [&](Event*) {
+        delete inner;
+        delete ofOuter;
+    });
+    ofOuter->moveToThread(outer);
+    ofInner->moveToThread(inner);
+    post(ofOuter, 7);
+    post(ofInner, 8);
+
+    delete outer;
+
+    EXPECT_THAT(found, ElementsAre(outerImpl, innerImpl));
+}
+
 TEST_F(ThreadImplTest, hasTheHandleOfTheSystemThreadThatRegisteredIt)
 {
     EXPECT_EQ(fieldsOf(*mainThread()).thread, g_thread_self());
@@ -176,6 +305,26 @@ TEST_F(ThreadImplTest, onlyWarnsWhenTheMainThreadIsJoined)
                 ElementsAre(IsLogged("PAL", warningLevel, "Warning : trying to join the mainApplicationThread\n")));
     EXPECT_EQ(fieldsOf(*mainThread()).thread, g_thread_self());
     setField(*mainThread(), joinableOffset, false);
+}
+
+TEST_F(ThreadImplTest, waitsForAThreadWhoseHandleItDidNotMake)
+{
+    constexpr std::size_t joinableOffset = 16;
+    constexpr std::size_t threadOffset = 24;
+    const Thread thread;
+    std::atomic<bool> ended{false};
+    const auto body = [](gpointer flag) -> gpointer {
+        *static_cast<std::atomic<bool>*>(flag) = true;
+        return nullptr;
+    };
+    setField(thread, joinableOffset, true);
+    setField(thread, threadOffset, g_thread_new("other", body, &ended));
+
+    ThreadImpl::Of(&thread)->join();
+
+    EXPECT_TRUE(ended);
+    EXPECT_EQ(fieldsOf(thread).thread, nullptr);
+    EXPECT_THAT(logged(), IsEmpty());
 }
 
 TEST_F(ThreadImplTest, onlyWarnsWhenWokenUpWithoutAContext)

@@ -730,6 +730,28 @@ TEST_F(ThreadTest, deliversPromptlyToALoopThatWaits)
     worker.run([&] { delete object; });
 }
 
+TEST_F(ThreadTest, deliversToOneObjectNothingThatIsForTheNextInItsPlace)
+{
+    Record first;
+    Record second;
+    alignas(Recorder) unsigned char place[sizeof(Recorder)];
+    Recorder* object = nullptr;
+    object = new (place) Recorder(first, [&](Event*) {
+        object->~Recorder();
+        object = new (place) Recorder(second);
+        post(object, 8);
+    });
+    post(object, 7);
+
+    mainThread()->processEventsForObject(object);
+
+    EXPECT_THAT(first.types(), ElementsAre(7U));
+    EXPECT_THAT(second.types(), IsEmpty());
+    pump();
+    EXPECT_THAT(second.types(), ElementsAre(8U));
+    object->~Recorder();
+}
+
 TEST_F(ThreadTest, deliversOneObjectsEventsOnRequestAndKeepsTheRest)
 {
     Record record;

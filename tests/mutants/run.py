@@ -29,8 +29,7 @@ class Run:
         self.report.mkdir(parents=True, exist_ok=True)
         # A sample stands for itself: whatever is known is tried again, and nothing is kept.
         self.results = Results(None if arguments.sample else self.report / "results.tsv", arguments.fresh)
-        self.runners = {}  # by preset, made when it turns out that something is left to be tried
-        self.presets = ["release"] + [preset for preset in arguments.also.split(",") if preset]
+        self.runner = None  # made when it turns out that something is left to be tried
         self.totals, self.tried, self.seconds = collections.Counter(), 0, 0.0
 
     def work(self):
@@ -75,32 +74,19 @@ class Run:
                 outcomes[mutant] = known
             else:
                 todo.append(mutant)
-        tried = len(todo)
-        for preset in self.presets:
-            outcomes.update(self._tried_with(preset, file, source, todo))
-            todo = [mutant for mutant in todo if outcomes[mutant][0] == SURVIVED]
-        self._report(file, source, mutants, outcomes, tried, time.monotonic() - start)
-
-    def _tried_with(self, preset, file, source, mutants):
-        """What comes out with the build of this preset, by fault."""
-        if not mutants:
-            return {}
-        if preset not in self.runners:
-            folder = self.scratch / preset
-            folder.mkdir()
-            self.runners[preset] = Runner(Build(SOURCE / "build" / preset), folder, self.arguments.jobs,
-                                          preset == "release")
-        self.runners[preset].measure(self.table[file])
+        if todo and self.runner is None:
+            self.runner = Runner(Build(SOURCE / "build" / "release"), self.scratch, self.arguments.jobs)
+        if todo:
+            self.runner.measure(self.table[file])
         with concurrent.futures.ThreadPoolExecutor(self.arguments.jobs) as pool:
-            return dict(zip(mutants, pool.map(lambda mutant: self._one(preset, file, source, mutant), mutants)))
+            outcomes.update(zip(todo, pool.map(lambda mutant: self._one(file, source, mutant), todo)))
+        self._report(file, source, mutants, outcomes, len(todo), time.monotonic() - start)
 
-    def _one(self, preset, file, source, mutant):
+    def _one(self, file, source, mutant):
         start = time.monotonic()
-        outcome, told = self.runners[preset].try_out(file, source, mutant, self.table[file])
-        if outcome == KILLED and preset != "release":
-            told += " with " + preset
-        self.results.add(self.keys[mutant], outcome, told, time.monotonic() - start, file,
-                         mutant.line_number(source), mutant.lines(source))
+        outcome, told = self.runner.try_out(file, source, mutant, self.table[file])
+        self.results.add(self.keys[mutant], outcome, told, time.monotonic() - start, file, mutant.line_number(source),
+                         mutant.lines(source))
         return outcome, told
 
     def _report(self, file, source, mutants, outcomes, tried, seconds):
@@ -150,8 +136,6 @@ def main():
     parser.add_argument("--sample", type=int, help="try this many faults only, chosen by --seed")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("-j", "--jobs", type=int, default=os.cpu_count())
-    parser.add_argument("--also", default="", metavar="PRESETS",
-                        help="try survivors again in these builds too, as asan,tsan; they must be there")
     parser.add_argument("--fresh", action="store_true", help="forget what came out before")
     parser.add_argument("--list", action="store_true", help="list the faults and try none")
     parser.add_argument("--report", help="the folder for the lists of survivors, one a file; build/release/mutants if not given")

@@ -14,9 +14,8 @@ from toolchain import Compiler, Bench, Program, digest
 class Runner:
     """Tells of one fault after the other, several at a time, what becomes of it."""
 
-    def __init__(self, build, scratch, jobs, drops_same_code):
+    def __init__(self, build, scratch, jobs):
         self.build = build
-        self.drops_same_code = drops_same_code
         self.scratch = scratch
         self.jobs = jobs
         self.compiler = Compiler(build, scratch)
@@ -87,8 +86,7 @@ class Runner:
         made = bench.compile(bench.objects_of(file))
         if made is None:
             return BROKEN, ""
-        drops_same_code = self.drops_same_code and file.endswith(".cpp")
-        if drops_same_code:
+        if file.endswith(".cpp"):
             code = digest(next(iter(made.values())))
             with self.lock:
                 if code == self.digests[self.build.sources[file]] or code in self.seen[file]:
@@ -100,7 +98,7 @@ class Runner:
             told = self._told_by(bench, file, self.programs[name], made)
             if told:
                 return KILLED, told
-        if drops_same_code and self._is_same_when_optimised(bench, file):
+        if file.endswith(".cpp") and self._is_same_when_optimised(bench, file):
             return SAME, "when optimised"
         return SURVIVED, ""
 

@@ -1,7 +1,7 @@
 # sandbox.sh SOURCE_DIR LIBRARY MUTATED_LIBRARY PROGRAM [ARGUMENT...]
 #
 # Runs a test program with a mutated library in place of the built one, where neither can do harm: in namespaces of its own
-# that Sandbox in run.py makes, nothing can be written but a private /tmp, /var/tmp and /dev/shm, there is no network but a
+# that sandbox.py makes, nothing can be written but a private /tmp, /var/tmp and /dev/shm, there is no network but a
 # loopback interface, and when the program ends or is ended, whatever it started ends too. Ends with 97 when it cannot be
 # set up.
 set -Eeu
@@ -40,8 +40,10 @@ mount -t tmpfs -o size=256m,mode=1777 tmpfs /dev/shm
 mount --bind "$mutated" "$library"
 ip link set lo up multicast on
 
-# The units are blocks of 1 KiB, KiB, processes and threads of the user, seconds.
-ulimit -c 0 -f 16777216 -v "$KXPAL_SANDBOX_MEMORY" -u 2000 -t 120
+# The units are blocks, blocks of 1 KiB, KiB, processes and threads of the user, seconds. What cannot be set is lower yet.
+for limit in '-c 0' '-f 16777216' '-v 8388608' '-u 2000' '-t 120'; do
+  ulimit $limit 2>/dev/null || true
+done
 cd /tmp
 unset XDG_RUNTIME_DIR
 export HOME=/tmp TMPDIR=/tmp

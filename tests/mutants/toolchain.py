@@ -8,7 +8,7 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from common import SOURCE, fail, run
+from common import SOURCE, run
 
 COMPILE_OPTIONS = ["-O0", "-g0", "-w"]
 
@@ -26,7 +26,6 @@ class Build:
             self.commands[words[words.index("-o") + 1]] = words
         self.sources = {os.path.relpath(self._source_of(words), SOURCE): object_file
                         for object_file, words in self.commands.items() if "/kxPAL_objects.dir/" in object_file}
-        self.is_sanitized = any(word.startswith("-fsanitize=") for words in self.commands.values() for word in words)
         self.library_link = self._link_command("libkxPAL_impl.so")
         self._depends = None
 
