@@ -226,6 +226,28 @@ TEST_F(ThreadImplTest, locksItsListForEachLookAtItsOrphans)
     delete orphan;
 }
 
+TEST_F(ThreadImplTest, locksItsListToForgetItsOrphans)
+{
+    GRecMutex* const list = fieldsOf(*mainThread()).objectsMutex;
+    auto* const orphan = new Object;
+
+    EXPECT_EQ(locksOf(list, [&] { EXPECT_FALSE(ThreadImpl::Of(mainThread())->checkOrpheanObjects()); }), 2);
+
+    delete orphan;
+    EXPECT_THAT(logged(), SizeIs(2));  // of an orphan, and of its removal from a list on which it is not
+}
+
+TEST_F(ThreadImplTest, locksItsListForEachStepOfADelivery)
+{
+    ThreadImpl* const impl = ThreadImpl::Of(mainThread());
+    GRecMutex* const list = fieldsOf(*mainThread()).objectsMutex;
+    Object object;
+
+    // The beginning, a look for events that finds none, the end.
+    EXPECT_EQ(locksOf(list, [&] { impl->processEventsForObject(&object); }), 3);
+    EXPECT_EQ(locksOf(list, [&] { EXPECT_FALSE(impl->hasEventsForObject(&object)); }), 1);
+}
+
 TEST_F(ThreadImplTest, freesTheReasonForWhichItCouldNotStart)
 {
     GError* const reason = g_error_new_literal(G_THREAD_ERROR, G_THREAD_ERROR_AGAIN, "no more threads");
@@ -259,6 +281,7 @@ TEST_F(ThreadImplTest, isFoundWhileOthersEndToo)
     Object* ofOuter = nullptr;
     ofInner = new Recorder(record, [&](Event*) {
         found = {ThreadImpl::Of(outer), ThreadImpl::Of(inner)};
+        EXPECT_TRUE(innerImpl->unregisterObject(ofInner));  // whatever is listed
         delete ofInner;
     });
     ofOuter = new Recorder(record, [&](Event*) {

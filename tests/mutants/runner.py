@@ -61,7 +61,9 @@ class Runner:
         status, output = self.sandbox.run(self.library, [str(path)], 300)
         if status != 0:
             fail("%s fails without a fault:\n%s" % (name, output[-4000:]))
-        program.limit = 3 * (time.monotonic() - start) + 3
+        # What happens to the schedule of a stress test on a busy machine is no fault.
+        factor, more = (10, 30) if "stress" in name else (3, 4)
+        program.limit = factor * (time.monotonic() - start) + more
         skipped = re.findall(r"^\[  SKIPPED \] (\S+)$", output, re.MULTILINE)
         if skipped:
             print("%s skips in the sandbox: %s" % (name, " ".join(sorted(set(skipped)))), flush=True)
