@@ -1,6 +1,8 @@
 // Plug-ins in shared objects: the platform's loader.
 #include <dlfcn.h>
 
+#include <string>
+
 #include "Check.h"
 #include "Logger.h"
 #include "Plugin.h"
@@ -15,6 +17,14 @@ bool hasZeroByte(const std::string& text)
     return text.find('\0') != std::string::npos;
 }
 
+// What the loader says of the last failure, in a copy: a message that is under way may load something itself, such as a
+// character set, and the loader frees its own text then. Others' loaders may have nothing to say.
+std::string loaderError()
+{
+    const char* const text = ::dlerror();
+    return text != nullptr ? text : "(null)";
+}
+
 }  // namespace
 
 void* Plugin::PlatformLoad(const std::string& path)
@@ -24,7 +34,7 @@ void* Plugin::PlatformLoad(const std::string& path)
     void* const handle = isPath ? ::dlopen(path.c_str(), RTLD_LAZY) : nullptr;
     if (handle == nullptr)
         Logger::Warning("PAL", "Shared library \"%s\" failed to open with error: %s!", path.c_str(),
-                        isPath ? ::dlerror() : "zero byte in the path");
+                        isPath ? loaderError().c_str() : "zero byte in the path");
     else
         Logger::Message("PAL", "Shared library \"%s\" opened successfully.", path.c_str());
     return handle;
@@ -37,7 +47,7 @@ bool Plugin::PlatformUnload(void* handle)
     if (closed)
         Logger::Message("PAL", "Shared library closed successfully.");
     else
-        Logger::Warning("PAL", "Shared library failed to close with error: %s!", ::dlerror());
+        Logger::Warning("PAL", "Shared library failed to close with error: %s!", loaderError().c_str());
     return closed;
 }
 

@@ -160,6 +160,7 @@ TEST_F(ApplicationGlibTest, takesNoThreadsForCollectionWithoutTheRecord)
 {
     BodyThread body([] {});
     body.start();
+    body.join();
     ApplicationGlib* const kept = &record();
     ApplicationGlib* const none = nullptr;
     char* const place = reinterpret_cast<char*>(&application()) + 8;
@@ -169,7 +170,6 @@ TEST_F(ApplicationGlibTest, takesNoThreadsForCollectionWithoutTheRecord)
     std::memcpy(place, &kept, sizeof kept);
 
     EXPECT_THAT(record()._garbage, IsEmpty());
-    body.join();
 }
 
 TEST_F(ApplicationGlibTest, ownsTheMainThread)

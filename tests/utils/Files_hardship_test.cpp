@@ -26,7 +26,6 @@ namespace {
 
 using Murn::Dir;
 using Murn::File;
-using ::testing::IsEmpty;
 
 // Mounts a disk of 64 kB on a folder, for this process alone. Returns whether it may.
 bool mountSmallDisk(const std::string& path)
@@ -134,7 +133,7 @@ TEST(FullDescriptorTableTest, letsFilesBeAndTakesThemUpAgain)
         EXPECT_FALSE(other.exists());
         EXPECT_FALSE(other.create());
         EXPECT_EQ(errno, EMFILE);
-        EXPECT_THAT(dir.entries(), IsEmpty());
+        EXPECT_TRUE(dir.entries().empty());  // no matcher: the sanitizer takes a descriptor to look at a new type
         EXPECT_TRUE(dir.exists());
         EXPECT_EQ(file.write("x", 1, 9), 1);
         EXPECT_TRUE(file.flush());

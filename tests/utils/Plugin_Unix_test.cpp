@@ -126,6 +126,36 @@ TEST_F(PluginCallsTest, tellsWhenASharedObjectIsNotClosedAlthoughThePluginIsGone
     EXPECT_FALSE(isOpen(_good));
 }
 
+TEST_F(PluginCallsTest, tellsTheErrorAlsoWhenTheMessageLoadsSomethingItself)
+{
+    const std::string error = openingError(noSuchFile);
+    const Interposed loading(interpose::localtime, [](auto* real, const time_t* seconds) {
+        openingError("/nor/is/this/one.so");
+        return real(seconds);
+    });
+
+    EXPECT_EQ(Plugin::Load(noSuchFile), nullptr);
+
+    EXPECT_THAT(logged(), ElementsAre(isWarning("Shared library \"" + std::string(noSuchFile) +
+                                                "\" failed to open with error: " + error + "!")));
+}
+
+TEST_F(PluginCallsTest, tellsOfAFailureThatTheLoaderSaysNothingOf)
+{
+    Plugin* const plugin = Plugin::Load(_good);
+    void* handle = nullptr;
+    {
+        const Interposed failing(interpose::dlclose, [&](auto*, void* which) {
+            handle = which;
+            ::dlerror();
+            return 1;
+        });
+        Plugin::Unload(plugin);
+    }
+    EXPECT_THAT(logged().back(), isNotClosed("(null)"));
+    EXPECT_EQ(::dlclose(handle), 0);
+}
+
 TEST_F(PluginCallsTest, tellsWhenALateCleanUpClosesNothing)
 {
     const std::string error = openingError(noSuchFile);
