@@ -1,6 +1,7 @@
 // What becomes of a thread's objects and events when its loop ends, and when it is deleted.
 #include "InterposeGlib.h"
 #include "Runtime.h"
+#include "Wait.h"
 
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -340,6 +341,19 @@ TEST_F(ThreadEndTest, mayEndAndGoBeforeThePosterOfItsLastEventIsThrough)
 
     EXPECT_THAT(record.types(), ElementsAre(7U));
     EXPECT_THAT(woken, ElementsAre(context));
+}
+
+TEST_F(ThreadEndTest, isJoinedWithoutAWordWhenTheApplicationIsGone)
+{
+    std::atomic<bool> isUnregistered{false};
+    BodyThread thread([&] { atThreadEnd([&] { isUnregistered = true; }); });
+    thread.start();
+    ASSERT_TRUE(waitUntil([&] { return isUnregistered.load(); }));
+    endApplication();
+
+    thread.join();  // and TearDown() finds nothing in the log
+
+    EXPECT_FALSE(thread.isRunning());
 }
 
 TEST_F(ThreadEndTest, answersTheHandlersOfItsLastEvents)

@@ -73,6 +73,11 @@ TEST(FilePath, hasTheNameBehindTheLastSeparatorOfEitherKind)
     EXPECT_EQ(File("a\\b/c").fileName(), "c");
     EXPECT_EQ(File("a/b\\c").fileName(), "c");
     EXPECT_EQ(File("name").fileName(), "name");
+    // Every other byte belongs to a name.
+    for (int byte = 1; byte < 256; ++byte) {
+        const std::string name = {'a', static_cast<char>(byte), 'b'};
+        EXPECT_EQ(File(name).fileName(), byte == '/' || byte == '\\' ? "b" : name);
+    }
     EXPECT_EQ(File("/a/").fileName(), "");
     EXPECT_EQ(File("").fileName(), "");
     EXPECT_EQ(File("/a/with blanks \xff").fileName(), "with blanks \xff");
