@@ -1,4 +1,5 @@
 """How the library and its tests are built, and built anew with a fault in them."""
+import functools
 import hashlib
 import json
 import os
@@ -27,7 +28,7 @@ class Build:
         self.sources = {os.path.relpath(self._source_of(words), SOURCE): object_file
                         for object_file, words in self.commands.items() if "/kxPAL_objects.dir/" in object_file}
         self.library_link = self._link_command("libkxPAL_impl.so")
-        self._depends = None
+        self._headers = self._headers_of_objects()
 
     def _source_of(self, words):
         return words[words.index("-c") + 1]
@@ -42,15 +43,17 @@ class Build:
     def program_link(self, program):
         return self._link_command("tests/" + program)
 
+    def _headers_of_objects(self):
+        real = functools.lru_cache(None)(os.path.realpath)
+        headers = {}
+        for block in run(["ninja", "-t", "deps"], self.folder, "asking ninja for the headers").split("\n\n"):
+            name, _, rest = block.strip().partition(":")
+            headers[name] = {real(self.folder / line.strip()) for line in rest.splitlines()[1:]}
+        return headers
+
     def depends(self, object_file, header):
         """Whether the object was made from the header."""
-        if self._depends is None:
-            self._depends = {}
-            for block in run(["ninja", "-t", "deps"], self.folder, "asking ninja for the headers").split("\n\n"):
-                name, _, rest = block.strip().partition(":")
-                paths = [os.path.realpath(self.folder / line.strip()) for line in rest.splitlines()[1:]]
-                self._depends[name] = set(paths)
-        return str(SOURCE / header) in self._depends.get(object_file, ())
+        return str(SOURCE / header) in self._headers.get(object_file, ())
 
 
 class Compiler:

@@ -38,6 +38,14 @@ TEST(FilePath, isKeptAsItIsByTheConstructors)
     EXPECT_EQ(wholePath(File("", "name")), "name");
 }
 
+TEST(FilePath, isTakenApartAtSlashesAndBackslashesAlone)
+{
+    EXPECT_EQ(File("dir/a~b.c-d e").fileName(), "a~b.c-d e");
+    EXPECT_EQ(File("dir/a~b.c-d e").path(), "dir/");
+    EXPECT_EQ(File("dir\\name").fileName(), "name");
+    EXPECT_EQ(File("dir\\name").path(), "dir\\");
+}
+
 TEST(FilePath, isJoinedWithOneSlash)
 {
     EXPECT_EQ(File::safeConcatenate("a", "b"), "a/b");
