@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "FatalTest.h"
+#include "LiveMemory.h"
 #include "LogCapture.h"
 #include "MulticastPlatform.h"
 
@@ -433,4 +434,20 @@ TEST(MulticastUdpSocketSend, countsAGroupOfAnotherKindAsNotSent)
     EXPECT_EQ(socket.sendto("hello", 5, 5000), -1);
     EXPECT_THAT(platform.takeCalls(), IsEmpty());
     EXPECT_THAT(log.messages(), IsEmpty());
+}
+
+// The library's copies of the groups
+
+TEST(MulticastGroups, areGivenBackWhenOthersTakeTheirPlaceAndWhenTheSocketGoes)
+{
+    if (!livememory::isCounted())
+        GTEST_SKIP() << "the sanitizer counts";
+    P platform;
+    EXPECT_EQ(livememory::leftBehindBy([&] {
+                  OpenMulticast socket;
+                  registerOn(socket, {groupA, groupB});
+                  registerOn(socket, {groupA});
+                  platform.takeCalls();
+              }),
+              0);
 }
