@@ -15,15 +15,7 @@ using Murn::Thread;
 
 namespace {
 
-/// A test that counts what is left behind, with an application.
-class MemoryTest : public RuntimeTest {
-protected:
-    void SetUp() override
-    {
-        if (!livememory::isCounted())
-            GTEST_SKIP() << "the sanitizer counts";
-    }
-};
+class MemoryTest : public RuntimeTest {};
 
 TEST_F(MemoryTest, locksAndConditionsLeaveNothing)
 {

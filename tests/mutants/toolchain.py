@@ -62,19 +62,27 @@ class Compiler:
     def __init__(self, build, scratch):
         self.build = build
         self.scratch = scratch
-        self.precompiled = scratch / "precompiled.h"
-        self._precompile()
+        names = self._system_headers()
+        self.precompiled = {
+            True: self._precompile("library.h", names, next(iter(build.sources.values()))),
+            False: self._precompile("tests.h", names | {"<gmock/gmock.h>"},
+                                    next(name for name in build.commands if name.endswith("_test.cpp.o")))}
 
-    def _precompile(self):
-        """One header for all that the library includes of the system's: it takes longer to read than all else."""
+    @staticmethod
+    def _system_headers():
         names = set()
         for path in list((SOURCE / "src").glob("*/*")) + list((SOURCE / "inc").glob("*.h")):
             names.update(re.findall(r"^#include (<[^>]+>)", path.read_text(), re.MULTILINE))
-        self.precompiled.write_text("".join("#include %s\n" % name for name in sorted(names)))
-        words = self.command(next(iter(self.build.sources.values())), SOURCE, "nowhere.o", use=False)
-        words[words.index("-c") + 1:words.index("-c") + 2] = [str(self.precompiled)]
-        words[words.index("-o") + 1] = str(self.precompiled) + ".gch"
+        return names
+
+    def _precompile(self, file, names, like):
+        """One header for all that is included of the system's, which takes longer to read than all else."""
+        header = self.scratch / file
+        header.write_text("".join("#include %s\n" % name for name in sorted(names)))
+        words = self.command(like, SOURCE, str(header) + ".gch", use=False)
+        words[words.index("-c") + 1] = str(header)
         run(words[:1] + ["-x", "c++-header"] + words[1:], self.scratch, "precompiling")
+        return header
 
     def command(self, object_file, tree, output, use=True, options=()):
         words = []
@@ -84,7 +92,8 @@ class Compiler:
             words.append(word)
         words = [word for word in words if not re.match(r"-(O|g|W|M)|.*\.d$", word) or word == "-g"]
         words[words.index("-o") + 1] = str(output)
-        include = ["-include", str(self.precompiled)] if use and "/kxPAL_objects.dir/" in object_file else []
+        is_library = "/kxPAL_objects.dir/" in object_file
+        include = ["-include", str(self.precompiled[is_library])] if use and object_file.endswith(".cpp.o") else []
         return words[:1] + include + words[1:] + COMPILE_OPTIONS + list(options)
 
     def compile(self, object_file, tree, output, options=()):

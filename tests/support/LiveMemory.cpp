@@ -7,6 +7,15 @@
 
 #include "Sanitizers.h"
 
+#if KXPAL_TESTS_ADDRESS_SANITIZER || KXPAL_TESTS_THREAD_SANITIZER
+
+long livememory::blocks()
+{
+    return 0;
+}
+
+#else
+
 namespace {
 
 std::atomic<long> liveBlocks{0};
@@ -16,20 +25,6 @@ std::atomic<long> liveBlocks{0};
 long livememory::blocks()
 {
     return liveBlocks.load();
-}
-
-#if KXPAL_TESTS_ADDRESS_SANITIZER || KXPAL_TESTS_THREAD_SANITIZER
-
-bool livememory::isCounted()
-{
-    return false;
-}
-
-#else
-
-bool livememory::isCounted()
-{
-    return true;
 }
 
 extern "C" {

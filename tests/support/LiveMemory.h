@@ -4,10 +4,8 @@
 
 namespace livememory {
 
-/// Whether blocks are counted. Under a sanitizer, whose own count it is, they are not.
-bool isCounted();
-
-/// The blocks of the process that were taken from the heap and not given back.
+/// The blocks of the process that were taken from the heap and not given back. Under a sanitizer always none: leaks are
+/// its own business.
 long blocks();
 
 /// How many blocks each of many calls of the function leaves behind. What only the first calls leave does not count.
