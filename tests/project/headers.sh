@@ -27,4 +27,20 @@ alone_in_c() {
     fail "Murn_c.h as C11"
 }
 
+# formats COMPILER - each logging operation has its format compared with its values, in hosts as in the library.
+formats() {
+  [ -x "$1" ] || skip "this compiler is not installed"
+  local call value status
+  for call in 'Log("d", 4, "%d", ' 'Critical("d", "%d", ' 'Error("d", "%d", ' 'Warning("d", "%d", ' \
+    'Message("d", "%d", ' 'Info("d", "%d", ' 'Debug("d", "%d", '; do
+    for value in 1 '"one"'; do
+      printf '#include <Logger.h>\nvoid f() { Murn::Logger::%s%s); }\n' "$call" "$value" >call.cpp
+      status=0
+      "$1" -Werror=format -fsyntax-only "-I$KXPAL_SOURCE/inc" call.cpp 2>messages || status=$?
+      same "whether $call$value) compiles: $(cat messages)" "$([ "$value" = 1 ] && echo yes || echo no)" \
+        "$([ "$status" -eq 0 ] && echo yes || echo no)"
+    done
+  done
+}
+
 run_case "$@"
