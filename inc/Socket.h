@@ -135,7 +135,8 @@ public:
     void setReceiveBufferSize(int size);
     /// @return bytes
     int getReceiveBufferSize() const;
-    /// How much of what was sent is still queued (`SIOCOUTQ`). A failure ends the process through a fatal check.
+    /// How much of what was sent is still queued (`SIOCOUTQ`). A failure ends the process through a fatal check: a
+    /// closed socket has no queue, and neither has one that listens, a server's.
     /// @return bytes
     int getSendBufferEnRoute() const;
 

@@ -174,7 +174,7 @@ bool MulticastUdpSocket::sendToGroups(std::size_t index, const void* data, std::
             continue;
         }
         const long sent = sendSafely(pair.socket, data, length, *group, port);
-        if (sent != static_cast<long>(length)) {
+        if (sent < 0 || static_cast<std::size_t>(sent) != length) {
             Logger::Warning("Multicast", "sendto failed asked:%d, got %d. I/f=%d\n", static_cast<int>(length),
                             static_cast<int>(sent), static_cast<int>(index));
             allSent = false;

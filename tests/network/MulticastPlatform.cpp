@@ -216,6 +216,11 @@ MulticastPlatform::Calls MulticastPlatform::takeCalls()
     return std::exchange(_replacements->calls, {});
 }
 
+void MulticastPlatform::note(const std::string& line)
+{
+    _replacements->calls.push_back(line);
+}
+
 void MulticastPlatform::refuse(const std::string& call, int error)
 {
     _replacements->refused[call] = error;

@@ -36,6 +36,9 @@ public:
     /// The calls until now, in order, as the functions below write them; those before the last takeCalls() left out.
     Calls takeCalls();
 
+    /// Puts a line among the calls.
+    void note(const std::string& line);
+
     /// Makes each call fail that is written like this.
     void refuse(const std::string& call, int error);
     /// What every `sendto` returns that is not refused; -1 for the length that was asked.

@@ -4,12 +4,14 @@
 #include <kxPAL/MulticastUdpSocket.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <list>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "FatalTest.h"
+#include "InterposeSockets.h"
 #include "LiveMemory.h"
 #include "LogCapture.h"
 #include "MulticastPlatform.h"
@@ -209,6 +211,33 @@ TEST(MulticastUdpSocketRegister, joinsUnboundToo)
     EXPECT_THAT(platform.takeCalls(), ElementsAreArray(concatenated({binding(fd0), joining(fd0, groupA, local0),
                                                                      binding(fd1), joining(fd1, groupA, local1)})));
     EXPECT_FALSE(socket.pair(0).bound);
+}
+
+TEST(MulticastUdpSocketRegister, warnsBetweenTheCallsThatItIsAbout)
+{
+    P platform;
+    OpenMulticast socket;
+    platform.refuse(P::bind(fd0, "0.0.0.0:5000"), EADDRINUSE);
+    platform.refuse(P::join(fd0, groupA, local0), ENODEV);
+    platform.refuse(P::leave(fd0, groupA, local0), EADDRNOTAVAIL);
+    const LogCapture log([&](const LogMessage& message) { platform.note(message.text); });
+    platform.takeCalls();
+
+    EXPECT_EQ(registerOn(socket, {groupA, groupB}, true), 0);
+    EXPECT_THAT(
+        platform.takeCalls(),
+        ElementsAreArray(concatenated({binding(fd0),
+                                       {"bind failed", P::join(fd0, groupA, local0), "addMulticastMembership failed"},
+                                       joining(fd0, groupB, local0),
+                                       binding(fd1),
+                                       joining(fd1, groupA, local1),
+                                       joining(fd1, groupB, local1)})));
+
+    EXPECT_EQ(registerOn(socket, {}), 0);
+    EXPECT_THAT(platform.takeCalls(),
+                ElementsAre(P::leave(fd0, groupA, local0), "dropMulticastMembership failed",
+                            P::leave(fd0, groupB, local0), P::leave(fd1, groupA, local1), P::leave(fd1, groupB, local1),
+                            P::bind(fd0, "0.0.0.0:5000"), "bind failed"));
 }
 
 TEST(MulticastUdpSocketRegister, failsWithoutGroupsWhenNoInterfaceIsBound)
@@ -448,4 +477,39 @@ TEST(MulticastGroups, areGivenBackWhenOthersTakeTheirPlaceAndWhenTheSocketGoes)
                   platform.takeCalls();
               }),
               0);
+}
+
+TEST(MulticastUdpSocketSend, warnsBeforeItSendsOn)
+{
+    P platform;
+    OpenMulticast socket;
+    registerOn(socket, {groupA, groupB});
+    platform.refuse(P::send(fd0, "hi", groupA + ":5000"), ENETUNREACH);
+    const LogCapture log([&](const LogMessage& message) { platform.note(message.text); });
+    platform.takeCalls();
+
+    EXPECT_EQ(socket.sendto("hi", 2, 5000), 0);
+    EXPECT_THAT(platform.takeCalls(),
+                ElementsAre(P::send(fd0, "hi", groupA + ":5000"), "sendto failed asked:2, got -1. I/f=0\n",
+                            P::send(fd0, "hi", groupB + ":5000"), P::send(fd1, "hi", groupA + ":5000"),
+                            P::send(fd1, "hi", groupB + ":5000")));
+}
+
+TEST(MulticastUdpSocketSend, failsForALengthThatLooksLikeAFailure)
+{
+    const P platform;
+    OpenMulticast socket;
+    registerOn(socket, {groupA});
+    std::vector<std::size_t> asked;
+    const Interposed sending(interpose::sendto, [&](auto, int, const void*, std::size_t length, auto...) {
+        asked.push_back(length);
+        errno = EMSGSIZE;
+        return -1;
+    });
+    const LogCapture log;
+
+    EXPECT_EQ(socket.sendto("x", SIZE_MAX, 5000), -1);
+    EXPECT_THAT(asked, ElementsAre(SIZE_MAX, SIZE_MAX));
+    EXPECT_THAT(warnings(log, "Multicast"),
+                ElementsAre("sendto failed asked:-1, got -1. I/f=0\n", "sendto failed asked:-1, got -1. I/f=1\n"));
 }

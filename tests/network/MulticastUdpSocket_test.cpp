@@ -17,6 +17,7 @@
 #include "Capture.h"
 #include "FatalTest.h"
 #include "FreshProcess.h"
+#include "InterposeSockets.h"
 #include "LogCapture.h"
 #include "MadeUpInterfaces.h"
 #include "MulticastPlatform.h"
@@ -328,6 +329,21 @@ TEST(MulticastUdpSocketWakeUp, printsALineAndWritesAByte)
 
     platform.refuse(P::write(pipeWrite, Bytes{3}), EAGAIN);
     EXPECT_EQ(printedBy([&] { EXPECT_TRUE(socket.wakeUp()); }), "Wakeup\n") << "a full pipe is no failure";
+}
+
+TEST(MulticastUdpSocketWakeUp, printsBeforeItWakes)
+{
+    const P platform;
+    OpenMulticast socket;
+    const StdoutCapture capture;
+    std::string printed;
+    const Interposed writing(interpose::write, [&](auto, int, const void*, std::size_t length) {
+        printed = capture.text();
+        return static_cast<ssize_t>(length);
+    });
+
+    EXPECT_TRUE(socket.wakeUp());
+    EXPECT_EQ(printed, "Wakeup\n");
 }
 
 TEST(MulticastUdpSocketWakeUp, doesNothingWithoutAPipe)

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <kxPAL/Socket.h>
+#include <kxPAL/TcpServer.h>
 #include <netinet/tcp.h>
 
 #include <cerrno>
@@ -516,6 +517,16 @@ TEST_P(RealSocketOptions, giveTheBufferThatWasAskedFor)
 TEST_P(RealSocketOptions, countNothingThatIsQueuedOnANewSocket)
 {
     EXPECT_EQ(Socket(family(), Socket::Datagram).getSendBufferEnRoute(), 0);
+}
+
+TEST(RealSocketOptions, endTheProcessWhereTheQueueOfAServerIsAskedFor)
+{
+    const auto ask = [] {
+        Murn::TcpServer server(IPv4);
+        server.listen();
+        server.getSendBufferEnRoute();
+    };
+    EXPECT_FATAL(ask(), "!error", source);
 }
 
 TEST(RealSocketOptions, setTheHopsOfIPv4AndReadThemInTheLowByte)

@@ -5,9 +5,11 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// One message as GLib handed it over.
@@ -24,6 +26,9 @@ class LogCapture {
 public:
     /// Takes every message that no domain's handler takes.
     LogCapture() : _previous(g_log_set_default_handler(take, this)) {}
+
+    /// The same; each message is told as it comes, on the thread that logs it.
+    explicit LogCapture(std::function<void(const LogMessage&)> told) : LogCapture() { _told = std::move(told); }
 
     /// Takes the messages of one domain.
     explicit LogCapture(const std::string& domain)
@@ -81,6 +86,8 @@ private:
         taken.text = stampEnd == std::string::npos ? taken.stamped : taken.stamped.substr(stampEnd + 1);
 
         auto* const capture = static_cast<LogCapture*>(self);
+        if (capture->_told)
+            capture->_told(taken);
         const std::lock_guard<std::mutex> lock(capture->_mutex);
         capture->_messages.push_back(taken);
     }
@@ -88,6 +95,7 @@ private:
     std::string _domain;
     guint _handlerId = 0;
     GLogFunc _previous = nullptr;
+    std::function<void(const LogMessage&)> _told;
     mutable std::mutex _mutex;
     std::vector<LogMessage> _messages;  // guarded by _mutex
 };
