@@ -17,7 +17,7 @@ class LogHandler;
 /// whatever takes its domain: a LogHandler installed for it, the default handler, or GLib's own output. All
 /// operations are static, and leave `errno` as it was. The library itself logs under the domains "PAL", "Thread",
 /// "Stream", "IStream", "PAL/IStream", "NetworkInterfac", "NetworkIf", "Multicast", "UdpMulticast", "MultiCastUdp"
-/// and, with a null domain, in the list of conditions behind "No handler for data!!!".
+/// and, with an empty domain, in the list of conditions behind "No handler for data!!!".
 class MURN_API Logger {
 public:
     Logger() = delete;

@@ -311,13 +311,13 @@ gboolean StreamImpl::reportNoHandler(GIOCondition condition)
 {
     Logger::Warning("Stream", "No handler for data!!!");
     if ((condition & G_IO_IN) != 0)
-        Logger::Warning(nullptr, "->   data available");
+        Logger::Warning("", "->   data available");
     if ((condition & G_IO_HUP) != 0)
-        Logger::Warning(nullptr, "->   closed");
+        Logger::Warning("", "->   closed");
     if ((condition & G_IO_NVAL) != 0)
-        Logger::Warning(nullptr, "->   invalid");
+        Logger::Warning("", "->   invalid");
     if ((condition & G_IO_ERR) != 0)
-        Logger::Warning(nullptr, "->   error");
+        Logger::Warning("", "->   error");
     return FALSE;
 }
 

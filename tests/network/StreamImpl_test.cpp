@@ -50,13 +50,13 @@ std::vector<std::string> unhandledLines(unsigned condition)
 {
     std::vector<std::string> lines = {"Stream 4: No handler for data!!!"};
     if ((condition & G_IO_IN) != 0)
-        lines.emplace_back("(no domain) 4: ->   data available");
+        lines.emplace_back(" 4: ->   data available");
     if ((condition & G_IO_HUP) != 0)
-        lines.emplace_back("(no domain) 4: ->   closed");
+        lines.emplace_back(" 4: ->   closed");
     if ((condition & G_IO_NVAL) != 0)
-        lines.emplace_back("(no domain) 4: ->   invalid");
+        lines.emplace_back(" 4: ->   invalid");
     if ((condition & G_IO_ERR) != 0)
-        lines.emplace_back("(no domain) 4: ->   error");
+        lines.emplace_back(" 4: ->   error");
     return lines;
 }
 
