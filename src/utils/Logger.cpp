@@ -193,11 +193,15 @@ void Logger::SetMinimumLogLevel(LogLevel level)
 void Logger::InstallHandler(LogHandler* handler)
 {
     const char* const domain = handler->_domain.empty() ? nullptr : handler->_domain.c_str();
+    const unsigned int levels = handler->_levelMask << 2;
     LogHandlers::Add(handler);
-    g_mutex_lock(&installing);
-    handler->_handlerId =
-        g_log_set_handler(domain, static_cast<GLogLevelFlags>(handler->_levelMask << 2), dispatchToHandler, handler);
-    g_mutex_unlock(&installing);
+    // GLib refuses a handler without levels and logs a critical meanwhile. Whoever hears of it may install another one.
+    const bool isRefused = levels == 0;
+    if (!isRefused)
+        g_mutex_lock(&installing);
+    handler->_handlerId = g_log_set_handler(domain, static_cast<GLogLevelFlags>(levels), dispatchToHandler, handler);
+    if (!isRefused)
+        g_mutex_unlock(&installing);
 }
 
 void Logger::UninstallHandler(LogHandler* handler)

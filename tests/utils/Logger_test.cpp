@@ -844,6 +844,41 @@ TEST_F(LoggerTest, handlerOfNoLevelsIsRefusedByGlib)
     EXPECT_EQ("Test", calls[1].domain);
 }
 
+// GLib logs its critical within the installation, and whoever hears of it may install a handler in turn.
+TEST_F(LoggerTest, holdsNothingThatInstallsOthersWhileItIsRefused)
+{
+    class InstallingHandler final : public LogHandler {
+    public:
+        InstallingHandler() : LogHandler("", 0) {}
+
+        void HandleLog(const char*, Logger::LogLevel, const char*) override
+        {
+            // On a thread of its own, so that the test fails rather than hangs.
+            installing = std::thread([this] {
+                Logger::InstallHandler(&other);
+                installed = true;
+            });
+            EXPECT_TRUE(waitUntil([this] { return installed.load(); }));
+        }
+
+        RecordingHandler other{"Test", 63};
+        std::atomic<bool> installed{false};
+        std::thread installing;
+    };
+    InstallingHandler hearing;
+    Logger::InstallDefaultHandler(&hearing);
+    RecordingHandler refused("Test", 0);
+
+    Logger::InstallHandler(&refused);
+    ASSERT_TRUE(hearing.installing.joinable());
+    hearing.installing.join();
+    Logger::Info("Test", "x");
+
+    EXPECT_EQ(0U, refused._handlerId);
+    EXPECT_THAT(hearing.other.texts(), ElementsAre("x"));
+    Logger::UninstallHandler(&hearing.other);
+}
+
 TEST_F(LoggerTest, handlerRunsOnTheThreadThatLogs)
 {
     InstalledHandler handler("Test", 63);
