@@ -194,11 +194,12 @@ void Logger::InstallHandler(LogHandler* handler)
 {
     const char* const domain = handler->_domain.empty() ? nullptr : handler->_domain.c_str();
     const unsigned int levels = handler->_levelMask << 2;
-    LogHandlers::Add(handler);
     // GLib refuses a handler without levels and logs a critical meanwhile. Whoever hears of it may install another one.
     const bool isRefused = levels == 0;
-    if (!isRefused)
+    if (!isRefused) {
+        LogHandlers::Add(handler);
         g_mutex_lock(&installing);
+    }
     handler->_handlerId = g_log_set_handler(domain, static_cast<GLogLevelFlags>(levels), dispatchToHandler, handler);
     if (!isRefused)
         g_mutex_unlock(&installing);
@@ -208,7 +209,9 @@ void Logger::UninstallHandler(LogHandler* handler)
 {
     // GLib takes the empty text and a null domain for the same one.
     g_log_remove_handler(handler->_domain.c_str(), handler->_handlerId);
-    LogHandlers::Remove(handler);
+    // No id, no installation: an earlier one, which has its own, stays.
+    if (handler->_handlerId != 0)
+        LogHandlers::Remove(handler);
 }
 
 void Logger::InstallDefaultHandler(LogHandler* handler)

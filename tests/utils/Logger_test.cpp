@@ -1064,6 +1064,42 @@ TEST_F(LoggerTest, messageOnItsWayToAnUninstalledHandlerGoesToGlibWithoutADefaul
         ::testing::ExitedWithCode(EXIT_SUCCESS), HasSubstr("Test-WARNING **: "));
 }
 
+TEST_F(LoggerTest, refusedHandlerDoesNotCountAsInstalled)
+{
+    RecordingHandler everythingElse("", 0);
+    Logger::InstallDefaultHandler(&everythingElse);
+    RecordingHandler handler("Test", 0);
+    Logger::InstallHandler(&handler);
+
+    handler._levelMask = 63;  // or another handler at the same address
+    LateCall late(handler);
+    late.make("late");
+
+    EXPECT_THAT(handler.calls(), IsEmpty());
+    EXPECT_THAT(everythingElse.calls(), SizeIs(2));  // GLib's critical, and the late one
+}
+
+TEST_F(LoggerTest, handlerStaysInstalledWhenItsSecondInstallationIsRefused)
+{
+    RecordingHandler everythingElse("", 0);
+    Logger::InstallDefaultHandler(&everythingElse);
+    RecordingHandler handler("Test", 63);
+    Logger::InstallHandler(&handler);
+    const unsigned int firstId = handler._handlerId;
+    handler._levelMask = 0;
+    Logger::InstallHandler(&handler);
+    EXPECT_EQ(0U, handler._handlerId);
+
+    Logger::Info("Test", "a");
+    Logger::UninstallHandler(&handler);
+    Logger::Info("Test", "b");
+    EXPECT_THAT(handler.texts(), ElementsAre("a", "b"));
+    EXPECT_THAT(everythingElse.calls(), SizeIs(2));  // GLib's criticals
+
+    handler._handlerId = firstId;
+    Logger::UninstallHandler(&handler);
+}
+
 // GLib may return one number twice when two threads install handlers at once.
 TEST_F(LoggerTest, installsOneHandlerAtATime)
 {
