@@ -192,6 +192,7 @@ void Logger::SetMinimumLogLevel(LogLevel level)
 
 void Logger::InstallHandler(LogHandler* handler)
 {
+    const KeptError error;
     const char* const domain = handler->_domain.empty() ? nullptr : handler->_domain.c_str();
     const unsigned int levels = handler->_levelMask << 2;
     // GLib refuses a handler without levels and logs a critical meanwhile. Whoever hears of it may install another one.
@@ -207,6 +208,7 @@ void Logger::InstallHandler(LogHandler* handler)
 
 void Logger::UninstallHandler(LogHandler* handler)
 {
+    const KeptError error;
     // GLib takes the empty text and a null domain for the same one.
     g_log_remove_handler(handler->_domain.c_str(), handler->_handlerId);
     // No id, no installation: an earlier one, which has its own, stays.
@@ -216,6 +218,7 @@ void Logger::UninstallHandler(LogHandler* handler)
 
 void Logger::InstallDefaultHandler(LogHandler* handler)
 {
+    const KeptError error;
     LogHandlers::SetDefault(handler);
     g_log_set_default_handler(dispatchToHandler, handler);
 }

@@ -978,9 +978,12 @@ TEST_F(LoggerTest, uninstallingAHandlerWaitsNoLongerThanASecond)
         const Interposed waiting(interpose::g_cond_wait_until, [&](auto*, GCond*, GMutex*, gint64 end) {
             EXPECT_EQ(6'000'000, end);
             ++waits;
+            errno = ETIMEDOUT;
             return FALSE;
         });
+        errno = EOWNERDEAD;
         Logger::UninstallHandler(&handler);
+        EXPECT_EQ(EOWNERDEAD, errno);
         EXPECT_EQ(1, waits);
     }
     handler.uninstalled = true;
@@ -1014,6 +1017,40 @@ TEST_F(LoggerTest, handlerMayUninstallItselfWhenItIsCalled)
     Logger::Info("Test", "second");
     EXPECT_EQ(1, handler.calls);
     EXPECT_THAT(everythingElse.texts(), ElementsAre("second"));
+}
+
+// Callers log, and change who hears of it, before they look at a failure or hand it on.
+TEST_F(LoggerTest, leavesErrnoAsItWas)
+{
+    RecordingHandler everythingElse("", 0);
+    RecordingHandler handler("Test", 63);
+    RecordingHandler refused("Test", 0);
+    const auto spoil = [](auto* real, auto... arguments) {
+        const auto result = real(arguments...);
+        errno = ENOTTY;
+        return result;
+    };
+    const Interposed time(interpose::time, spoil);
+    const Interposed setDefault(interpose::g_log_set_default_handler, spoil);
+    const Interposed set(interpose::g_log_set_handler, spoil);
+    const Interposed remove(interpose::g_log_remove_handler, [](auto* real, auto... arguments) {
+        real(arguments...);
+        errno = ENOTTY;
+    });
+    const auto errorAfter = [](const auto& operation) {
+        errno = EOWNERDEAD;
+        operation();
+        return errno;
+    };
+
+    EXPECT_EQ(EOWNERDEAD, errorAfter([&] { Logger::InstallDefaultHandler(&everythingElse); }));
+    EXPECT_EQ(EOWNERDEAD, errorAfter([&] { Logger::InstallHandler(&handler); }));
+    EXPECT_EQ(EOWNERDEAD, errorAfter([] { Logger::Info("Test", "%s", "x"); }));
+    EXPECT_EQ(EOWNERDEAD, errorAfter([] { logMade("Test", Logger::LevelInfo, formatOfLength(1 << 20).c_str(), 1); }));
+    EXPECT_EQ(EOWNERDEAD, errorAfter([&] { Logger::UninstallHandler(&handler); }));
+    EXPECT_EQ(EOWNERDEAD, errorAfter([&] { Logger::InstallHandler(&refused); }));
+    EXPECT_EQ(EOWNERDEAD, errorAfter([&] { Logger::UninstallHandler(&refused); }));
+    EXPECT_EQ(EOWNERDEAD, errorAfter([] { Logger::SetMinimumLogLevel(Logger::LevelDebug); }));
 }
 
 // GLib looks up the handler of a message, lets go of its lock, and only then calls it.
