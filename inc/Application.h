@@ -82,7 +82,8 @@ public:
     /// A system thread that the runtime did not start. Makes a Thread for it, so that it may have objects, timers and
     /// streams; it delivers their events by calling ProcessEvents() or CurrentThread()->exec(). It must call
     /// UnregisterExternalThread() before it ends: a later system thread may be given the same handle, and would count
-    /// as registered. Ends the process through a fatal check when the thread is registered already.
+    /// as registered. Ends the process through a fatal check without an application, or when the thread is registered
+    /// already.
     static void RegisterExternalThread();
     /// A thread that called RegisterExternalThread(), outside of its handlers. Hands its objects to the main
     /// application thread, unregisters it and deletes its Thread; what events are left are delivered while

@@ -45,10 +45,10 @@ public:
     /// something else.
     virtual void run();
 
-    /// One thread at a time, not locked. Starts the system thread, which registers with the application (there must be
-    /// one), calls run() and unregisters. Starting a joinable thread that is started and not joined ends the process
-    /// through a fatal check. A system that refuses the thread is reported in the log, and the thread counts as not
-    /// started.
+    /// One thread at a time, not locked. Starts the system thread, which registers with the application, calls run()
+    /// and unregisters. Without an application, a fatal check on the new system thread ends the process; so does
+    /// starting a joinable thread that is started and not joined. A system that refuses the thread is reported in the
+    /// log, and the thread counts as not started.
     ///
     /// A thread that is not joinable keeps no handle to tell that it is started, so another start is not refused, on
     /// purpose: one more system thread calls run(). Where run() is exec(), stop() then reaches only the loop that began

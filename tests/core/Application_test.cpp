@@ -1,5 +1,8 @@
 // The application: its singleton and arguments, the registry of threads, the three ways to hand over an event, and the
 // collector of threads.
+#include <glib.h>
+
+#include <cstdlib>
 #include <set>
 
 #include "FatalTest.h"
@@ -127,6 +130,14 @@ TEST_F(NoApplicationTest, endsTheProcessWhenAThreadRegisters)
 
     EXPECT_FATAL(Application::RegisterThread(&thread), "application != nullptr", source);
     EXPECT_FATAL(Application::UnregisterThread(&thread), "application != nullptr", source);
+    EXPECT_FATAL(Application::RegisterExternalThread(), "application != nullptr", source);
+}
+
+TEST_F(NoApplicationTest, endsTheProcessWhenAThreadIsStarted)
+{
+    BodyThread thread([] { std::_Exit(0); });  // which is never reached
+
+    EXPECT_FATAL(startAndJoin(thread), "application != nullptr", source);
 }
 
 TEST_F(ApplicationTest, endsTheProcessWhenASecondOneIsMade)
