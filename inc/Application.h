@@ -34,7 +34,8 @@ public:
     Application(int argc, char** argv);
     /// The main application thread only. Stops, joins and deletes the threads that were handed to the collector,
     /// delivers the events that still wait on the main application thread (CurrentThread() is null by then), and
-    /// ends the runtime.
+    /// ends the runtime. That delivery is one iteration of the loop. Stop timers that post to the thread's objects
+    /// before this: an event that a due one posts in that iteration is left over, and a fatal check ends the process.
     virtual ~Application();
 
     Application(const Application&) = delete;

@@ -35,7 +35,9 @@ public:
     /// a descriptor: GLib ends the process when there is none.
     Thread();
     /// A joinable thread must have been joined, or a fatal check ends the process. Events that are still queued are
-    /// delivered now, on the thread that deletes this one.
+    /// delivered now, on the thread that deletes this one, in one iteration of the loop. Stop timers that post to the
+    /// thread's objects before this: an event that a due one posts in that iteration is left over, and a fatal check
+    /// ends the process.
     virtual ~Thread();
 
     Thread(const Thread&) = delete;

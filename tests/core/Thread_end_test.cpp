@@ -1,4 +1,5 @@
 // What becomes of a thread's objects and events when its loop ends, and when it is deleted.
+#include "FatalTest.h"
 #include "InterposeGlib.h"
 #include "Runtime.h"
 #include "Wait.h"
@@ -297,6 +298,18 @@ TEST_F(ThreadEndTest, deliversWhatTheHandlersOfItsLastEventsPostAndDispatch)
     EXPECT_THAT(otherRecord.types(), ElementsAre(8U, 9U, 1U));
     EXPECT_EQ(disposals, 5);
     EXPECT_EQ(record.destructions() + otherRecord.destructions(), 2);
+}
+
+TEST_F(ThreadEndTest, endsTheProcessWhenATimerThatIsDuePostsInItsLastIteration)
+{
+    auto thread = std::make_unique<Thread>();
+    Object object;
+    object.moveToThread(thread.get());
+    FunctionTimer timer([&] { post(&object, 7); });
+    timer.start(0, thread.get());
+
+    EXPECT_FATAL(thread.reset(), "false", "src/core/EventQueue.cpp");
+    // Here the timer stops and the object goes before the thread does.
 }
 
 TEST_F(ThreadEndTest, mayEndAndGoBeforeThePosterOfItsLastEventIsThrough)
