@@ -367,6 +367,23 @@ TEST_F(ApplicationTest, handsTheObjectsOfAnExternalThreadToTheMainThreadWhenItUn
     delete orphan;
 }
 
+TEST_F(ApplicationTest, unregistersAnExternalThreadBeforeItsLastEventsAreDelivered)
+{
+    Record record;
+    std::atomic<int> disposals{0};
+    Recorder object(record);  // another thread's, so that the hand-over leaves its events alone
+
+    onExternalThread([&] {
+        auto* const event = new CountedEvent(7, disposals);
+        event->_receiver = &object;
+        Thread::CurrentThread()->postEvent(event);
+    });
+
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_THAT(record.threads(), ElementsAre(nullptr));
+    EXPECT_EQ(disposals, 1);
+}
+
 TEST_F(ApplicationTest, mayBeJoinedByTheSameSystemThreadAgain)
 {
     onForeignThread([] {
@@ -407,6 +424,29 @@ TEST_F(ApplicationTest, processesTheCurrentThreadsEvents)
     EXPECT_THAT(record.types(), ElementsAre(7U));
 
     Application::ProcessEvents(false);  // nothing waits, and nothing is waited for
+}
+
+/// The time-outs of the polls that were asked for.
+std::vector<gint> pollTimeouts;
+
+gint pollAtOnce(GPollFD* descriptors, guint count, gint timeoutMs)
+{
+    pollTimeouts.push_back(timeoutMs);
+    return g_poll(descriptors, count, 0);
+}
+
+TEST_F(ApplicationTest, waitsWithoutLimitForTheCurrentThreadsEventsOnlyWhenItMay)
+{
+    auto* const context = fieldAt<GMainContext*>(fieldAt<void*>(mainThread(), 8), 32);
+    g_main_context_set_poll_func(context, pollAtOnce);
+    pollTimeouts.clear();
+
+    Application::ProcessEvents(true);
+    EXPECT_THAT(pollTimeouts, ElementsAre(-1));
+
+    Application::ProcessEvents(false);
+    EXPECT_THAT(pollTimeouts, ElementsAre(-1, 0));
+    g_main_context_set_poll_func(context, nullptr);
 }
 
 TEST_F(ApplicationTest, onlyWarnsWhenAnUnregisteredThreadProcessesEvents)
