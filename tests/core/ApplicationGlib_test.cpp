@@ -133,6 +133,65 @@ TEST_F(ApplicationGlibTest, takesTheCollectorsLockToLookAndToAdd)
     body.join();
 }
 
+/// Whether nobody holds the mutex, not even the calling thread.
+bool isFree(Murn::Mutex& mutex)
+{
+    bool locked = false;
+    onForeignThread([&] {
+        locked = mutex.tryLock();
+        if (locked)
+            mutex.unlock();
+    });
+    return locked;
+}
+
+/// A joinable thread that runs its loop and calls the function when it is deleted.
+class FinalThread : public Thread {
+public:
+    explicit FinalThread(std::function<void()> final) : _final(std::move(final)) { setJoinable(true); }
+    ~FinalThread() override { _final(); }
+
+    /// Comes back when the loop runs.
+    void startLoop()
+    {
+        std::promise<void> looping;
+        FunctionTimer timer([&] {
+            timer.stop();
+            looping.set_value();
+        });
+        timer.start(0, this);
+        start();
+        looping.get_future().wait();
+    }
+
+private:
+    std::function<void()> _final;
+};
+
+TEST_F(ApplicationGlibTest, locksNothingWhileItStopsJoinsAndDeletesACollectedThread)
+{
+    Murn::Mutex& garbage = record()._garbageMutex;
+    interpose::CallLog steps;
+    const auto noteStep = [&](const std::string& name) {
+        steps.note(name + (isFree(garbage) ? ", not locked" : ", locked"));
+    };
+    auto* const thread = new FinalThread([&] { noteStep("deletion"); });
+    thread->startLoop();
+    Application::AddToThreadGarbageCollector(thread);
+    const Interposed stopping(interpose::g_main_loop_quit, [&](auto* real, GMainLoop* loop) {
+        noteStep("stop");
+        real(loop);
+    });
+    const Interposed joining(interpose::g_thread_join, [&](auto* real, GThread* handle) {
+        noteStep("join");
+        return real(handle);
+    });
+
+    endApplication();
+
+    EXPECT_THAT(steps.calls(), ElementsAre("stop, not locked", "join, not locked", "deletion, not locked"));
+}
+
 TEST_F(ApplicationGlibTest, collectsNothingWithoutARecord)
 {
     ApplicationGlib* const saved = &record();
