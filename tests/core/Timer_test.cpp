@@ -184,6 +184,33 @@ TEST_F(TimerTest, replacesItsIntervalWhenStartedAgain)
     loopUntil([&] { return firings == 3; });
 }
 
+TEST_F(TimerTest, replacesItsThreadWhenStartedAgain)
+{
+    Worker worker;
+    std::atomic<Thread*> fired{nullptr};
+    FunctionTimer timer([&] {
+        timer.stop();
+        fired = Thread::CurrentThread();
+    });
+    const auto fires = [&] {
+        mainThread()->processEvents(false);
+        return fired != nullptr;
+    };
+
+    timer.start(neverMs, nullptr);
+    timer.start(0, worker.thread());
+    EXPECT_TRUE(waitUntil(fires));
+    EXPECT_EQ(fired, worker.thread());
+
+    fired = nullptr;
+    worker.run([&] {
+        timer.start(neverMs, nullptr);
+        timer.start(0, mainThread());
+    });
+    EXPECT_TRUE(waitUntil(fires));
+    EXPECT_EQ(fired, mainThread());
+}
+
 TEST_F(TimerTest, replacesItsSourceWhenStartedAgain)
 {
     interpose::CallLog calls;
