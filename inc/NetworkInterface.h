@@ -28,8 +28,8 @@ public:
     /// what fails is logged under the domains "NetworkInterfac" and "NetworkIf". An interface whose hardware address
     /// cannot be read stays in the list. Physical ones come from `getifaddrs` and `SIOCGIFHWADDR`, sorted by name; a
     /// failing `getifaddrs` prints "Cannot enumerate i/s" to standard output, and an interface whose hardware address
-    /// cannot be read is left out. Each time the platform is asked a descriptor stays open for the rest of the process;
-    /// one more where `SIOCGIFCONF` fails.
+    /// cannot be read is left out. Each time the platform is asked a descriptor stays open for the rest of the process,
+    /// unless `getifaddrs` fails; one more where `SIOCGIFCONF` fails.
     NetworkInterface();
 
     /// Lets the next construction ask the platform again. The lists are not emptied, neither here nor then: what is

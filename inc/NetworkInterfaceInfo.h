@@ -18,8 +18,8 @@ struct MURN_API NetworkInterfaceInfo {
     std::string name;
     /// The hardware address in wire order: the six bytes of Ethernet, then two that are zero. Of a longer address only
     /// what fits: eight bytes in the list of addressed interfaces, six in that of physical ones. Behind a shorter one,
-    /// such as a tunnel's of four bytes, stands what the query left there. All zero when the
-    /// platform did not tell, and for devices that have none.
+    /// such as an IP tunnel's of four bytes, stands what the query left there. All zero when the platform did not tell,
+    /// and for devices that have none, such as tun devices.
     unsigned char mac[8] = {};
     /// Nothing in the library fills or reads it; a copy carries it along.
     std::uint32_t reserved = 0;

@@ -57,6 +57,7 @@ TEST(NetworkInterfaceInfo, isEmptyAtFirst)
 
     EXPECT_EQ(info.name, "");
     EXPECT_EQ(std::string(std::begin(info.mac), std::end(info.mac)), std::string(8, '\0'));
+    EXPECT_EQ(info.reserved, 0U);
     EXPECT_EQ(info.address.type(), HostAddress::Unspecified);
     EXPECT_EQ(info.extraAddress.type(), HostAddress::Unspecified);
 }

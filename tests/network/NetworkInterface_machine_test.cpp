@@ -128,7 +128,7 @@ TEST(NetworkInterfaceOnThisMachine, findsWhatOtherWaysToAskFind)
     for (const NamedAddress& found : namesAndAddresses(added.interfaces))
         EXPECT_THAT(addresses, Contains(found));
 
-    // Devices without a hardware address, such as tunnels, are no physical interfaces.
+    // Devices without a hardware address, such as tun devices, are no physical interfaces.
     for (const std::string& name : namesOf(added.physical))
         EXPECT_THAT(devices, Contains(name));
     EXPECT_THAT(namesOf(added.physical), Not(Contains("lo")));
