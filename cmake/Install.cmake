@@ -6,6 +6,12 @@ if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INSTALL_LIBDIR)
 endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+foreach(folder IN ITEMS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR)
+  if(IS_ABSOLUTE "${${folder}}")
+    message(FATAL_ERROR "${folder} is ${${folder}}: name a folder below the prefix, such as lib64. "
+      "An installed tree can be moved, so its packages name no place outside of it.")
+  endif()
+endforeach()
 
 # The headers of hosts. Stream_glib.h is private to the library's own sources, and stays out.
 set(KXPAL_PUBLIC_HEADERS

@@ -26,6 +26,23 @@ files() {
   fi
 }
 
+# What packagers choose for other systems.
+places() {
+  skip_under_sanitizers "a build tree of its own is configured, as in every other build"
+  use_host_settings
+  configure() { "$KXPAL_CMAKE" -S "$KXPAL_SOURCE" -B build -DBUILD_TESTING=OFF "$@"; }
+  configure -DCMAKE_INSTALL_LIBDIR=lib/of/another -DCMAKE_INSTALL_INCLUDEDIR=headers >/dev/null
+  export PKG_CONFIG_LIBDIR=$scratch/prefix/lib/of/another/pkgconfig
+  mkdir -p "$PKG_CONFIG_LIBDIR" prefix/headers
+  cp build/kxPAL.pc "$PKG_CONFIG_LIBDIR"
+  same "the library's folder" "$scratch/prefix/lib/of/another" "$(realpath "$(pkg-config --variable=libdir kxPAL)")"
+  same "the headers' folder" "$scratch/prefix/headers" "$(realpath "$(pkg-config --variable=includedir kxPAL)")"
+
+  local output
+  output=$(configure -DCMAKE_INSTALL_LIBDIR="$scratch/elsewhere" 2>&1) && fail "a folder outside of the prefix was taken"
+  contains "$(tr -s "[:space:]" " " <<<"$output")" "CMAKE_INSTALL_LIBDIR is $scratch/elsewhere: name a folder below the prefix"
+}
+
 classes() {
   install_tree
   cd "$prefix/include/kxPAL"
@@ -44,9 +61,10 @@ expect_greeting() {
   same "the host's output" "${2-Delivered on the main thread.}" "$output"
 }
 
+# Without a package but this one: hosts need none of GLib's.
 pkg_config() {
   install_tree
-  export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+  export PKG_CONFIG_LIBDIR=$prefix/lib/pkgconfig
   local flags
   flags=$(pkg-config --cflags --libs kxPAL)
   contains "$flags" -lkxPAL_impl
