@@ -27,36 +27,39 @@ namespace Murn {
 /// There are no bounds checks, on purpose: this is for inner loops, and the caller has checked the record's length
 /// once. The offset plus the width must lie within the memory. One thread at a time, not locked. Copies view the same
 /// memory.
+///
+/// Each operation is compiled into its caller. The library has a copy of each but the constructor all the same, which
+/// serves callers that only declare it.
 class MURN_API Buffer {
 public:
     /// @param data  the memory, which stays the caller's and outlives the view; nothing is copied
     /// @param size  its length in bytes, kept for the caller
     Buffer(void* data, unsigned long size) : _data(static_cast<unsigned char*>(data)), _size(size) {}
 
-    std::uint8_t read8(unsigned long off) const { return _data[off]; }
-    void write8(unsigned long off, unsigned char v) { _data[off] = v; }
+    MURN_API_INLINE std::uint8_t read8(unsigned long off) const { return _data[off]; }
+    MURN_API_INLINE void write8(unsigned long off, unsigned char v) { _data[off] = v; }
 
-    std::uint16_t read16(unsigned long off) const
+    MURN_API_INLINE std::uint16_t read16(unsigned long off) const
     {
         const unsigned char* const at = _data + off;
         return static_cast<std::uint16_t>((static_cast<unsigned int>(at[0]) << 8) | at[1]);
     }
 
-    void write16(unsigned long off, unsigned short v)
+    MURN_API_INLINE void write16(unsigned long off, unsigned short v)
     {
         unsigned char* const at = _data + off;
         at[0] = static_cast<unsigned char>(v >> 8);
         at[1] = static_cast<unsigned char>(v);
     }
 
-    std::uint32_t read32(unsigned long off) const
+    MURN_API_INLINE std::uint32_t read32(unsigned long off) const
     {
         const unsigned char* const at = _data + off;
         return (static_cast<std::uint32_t>(at[0]) << 24) | (static_cast<std::uint32_t>(at[1]) << 16) |
                (static_cast<std::uint32_t>(at[2]) << 8) | static_cast<std::uint32_t>(at[3]);
     }
 
-    void write32(unsigned long off, unsigned int v)
+    MURN_API_INLINE void write32(unsigned long off, unsigned int v)
     {
         unsigned char* const at = _data + off;
         at[0] = static_cast<unsigned char>(v >> 24);
@@ -65,7 +68,7 @@ public:
         at[3] = static_cast<unsigned char>(v);
     }
 
-    std::uint64_t read64(unsigned long off) const
+    MURN_API_INLINE std::uint64_t read64(unsigned long off) const
     {
         const unsigned char* const at = _data + off;
         return (static_cast<std::uint64_t>(at[0]) << 56) | (static_cast<std::uint64_t>(at[1]) << 48) |
@@ -74,7 +77,7 @@ public:
                (static_cast<std::uint64_t>(at[6]) << 8) | static_cast<std::uint64_t>(at[7]);
     }
 
-    void write64(unsigned long off, unsigned long v)
+    MURN_API_INLINE void write64(unsigned long off, unsigned long v)
     {
         unsigned char* const at = _data + off;
         at[0] = static_cast<unsigned char>(v >> 56);
@@ -88,22 +91,22 @@ public:
     }
 
     /// @return the word at `off` as `first`, and the one behind it as `second`
-    uint128_t read128(unsigned long off) const
+    MURN_API_INLINE uint128_t read128(unsigned long off) const
     {
         const uint128_t v = {read64(off), read64(off + 8)};
         return v;
     }
 
     /// Stores `first` at `off`, and `second` behind it.
-    void write128(unsigned long off, const uint128_t& v)
+    MURN_API_INLINE void write128(unsigned long off, const uint128_t& v)
     {
         write64(off, v.first);
         write64(off + 8, v.second);
     }
 
-    unsigned char* data() const { return _data; }
+    MURN_API_INLINE unsigned char* data() const { return _data; }
     /// @return the size given to the constructor, in bytes
-    unsigned long size() const { return _size; }
+    MURN_API_INLINE unsigned long size() const { return _size; }
 
 private:
     unsigned char* _data;  // not owned

@@ -5,6 +5,12 @@
 /// Marks a class, function or variable that the shared library exports.
 #define MURN_API __attribute__((visibility("default")))
 
+/// Marks an inline member of an exported class of which the shared object has a copy: the source that makes the copies
+/// defines the mark anew.
+#ifndef MURN_API_INLINE
+#define MURN_API_INLINE MURN_API
+#endif
+
 /// Marks a member of an exported class that stays inside the shared object.
 #define MURN_LOCAL __attribute__((visibility("hidden")))
 

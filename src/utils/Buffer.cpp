@@ -1,4 +1,6 @@
-// Integers in network byte order. All of it is inline in the header; here stands what hosts may rely on beyond it.
+// Integers in network byte order. All of it is inline in the header, of which this file makes the library's copies;
+// here stands what hosts may rely on beyond it.
+#define MURN_API_INLINE __attribute__((visibility("default"), used))
 #include "Buffer.h"
 
 #include <type_traits>
