@@ -121,6 +121,8 @@ public:
 
     /// Makes an empty file, and the missing directories above it by Dir::create(), which takes a relative path as Dir
     /// does. The file's mode becomes 0777, whatever the umask.
+    /// One that is there but cannot be opened for reading does not count as there: if it can be written, it keeps its
+    /// bytes and gets that mode.
     /// @return true also for a file that exists(); false when the directory or the file cannot be made
     bool create();
     /// Removes the file (`remove`).

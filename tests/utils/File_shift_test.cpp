@@ -1,13 +1,16 @@
 // Files: bytes put into the middle and taken out of it.
 #include <gtest/gtest.h>
 #include <kxPAL/File.h>
+#include <pthread.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "InterposeFiles.h"
+#include "Sanitizers.h"
 #include "TemporaryFolder.h"
 
 namespace {
@@ -131,6 +134,33 @@ TEST_F(FileShiftTest, movesTheTailInBlocksFromTheFirstOneOnToCloseAGap)
     EXPECT_EQ(moves, (Moves{"read 8192 at 3", "write 8192 at 0", "read 8192 at 8195", "write 8192 at 8192",
                             "read 3613 at 16387", "write 3613 at 16384"}));
     expectOnDisk(_bytes.substr(3));
+}
+
+TEST_F(FileShiftTest, movesThroughABlockOnTheStackOfItsThread)
+{
+    if (KXPAL_TESTS_ADDRESS_SANITIZER)
+        GTEST_SKIP() << "the address sanitizer keeps what is on the stack elsewhere";
+    pthread_attr_t attributes;
+    ASSERT_EQ(::pthread_getattr_np(::pthread_self(), &attributes), 0);
+    void* lowest = nullptr;
+    std::size_t size = 0;
+    ASSERT_EQ(::pthread_attr_getstack(&attributes, &lowest, &size), 0);
+    ::pthread_attr_destroy(&attributes);
+
+    File& file = open(20000);
+    std::vector<const char*> blocks;
+    {
+        const Interposed reading(interpose::fread, [&](auto real, void* data, auto... rest) {
+            blocks.push_back(static_cast<const char*>(data));
+            return real(data, rest...);
+        });
+        EXPECT_EQ(file.insert(0, "abc", 3), 3);
+        EXPECT_TRUE(file.erase(0, 3));
+    }
+    EXPECT_EQ(blocks.size(), 6U);
+    for (const char* const block : blocks)
+        EXPECT_TRUE(block >= lowest && block < static_cast<const char*>(lowest) + size) << "other threads may have it";
+    expectOnDisk(_bytes);
 }
 
 TEST_F(FileShiftTest, movesAWholeLastBlockAtOnce)

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "InterposeFiles.h"
 #include "OnlyWithin.h"
 #include "TemporaryFolder.h"
 
@@ -422,6 +424,24 @@ TEST_F(FileTest, staysAsItIsWhenItIsThereAlready)
     struct stat status {};
     ASSERT_EQ(::stat(_path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0640U);
+    EXPECT_EQ(bytes(), "0123456789");
+}
+
+TEST_F(FileTest, keepsItsBytesButNotItsModeWhereItCannotBeRead)
+{
+    ASSERT_EQ(::chmod(_path.c_str(), 0200), 0);
+    {
+        const Interposed opening(interpose::fopen, [](auto real, const char* path, const char* mode) -> FILE* {
+            if (*mode != 'r')
+                return real(path, mode);
+            errno = EACCES;
+            return nullptr;
+        });
+        EXPECT_TRUE(File(_path).create());
+    }
+    struct stat status {};
+    ASSERT_EQ(::stat(_path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0777U);
     EXPECT_EQ(bytes(), "0123456789");
 }
 
