@@ -96,14 +96,10 @@ bool MulticastUdpSocket::close()
 
 void MulticastUdpSocket::implInit()
 {
-    _wakeupPipe[0] = _wakeupPipe[1] = -1;
-    int ends[2] = {-1, -1};
+    _wakeupPipe[0] = _wakeupPipe[1] = -1;  // and stays so when there is no pipe
     // Not blocking: the bytes stay, so a host that wakes often would end up waiting itself.
-    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+    if (::pipe2(_wakeupPipe, O_CLOEXEC | O_NONBLOCK) != 0)
         Logger::Warning("MultiCastUdp", "Cant create pipe!");
-        return;
-    }
-    std::copy_n(ends, 2, _wakeupPipe);
 }
 
 void MulticastUdpSocket::implClose()

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <kxPAL/NetworkInterface.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -108,12 +109,11 @@ private:
     int answerPipe(int* ends, int flags)
     {
         EXPECT_EQ(flags, O_CLOEXEC | O_NONBLOCK);
-        ends[0] = _nextFd++;
-        ends[1] = _nextFd++;
-        if (answer(pipe(ends[0], ends[1]), 0) == 0)
-            return 0;
-        ends[0] = ends[1] = -1;
-        return -1;
+        const int made[2] = {_nextFd++, _nextFd++};
+        const int result = answer(pipe(made[0], made[1]), 0);
+        if (result == 0)
+            std::copy_n(made, 2, ends);  // else they stay what they were
+        return result;
     }
 
     ssize_t answerSend(int fd, const void* data, std::size_t length, int flags, const std::string& to)

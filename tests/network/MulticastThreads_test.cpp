@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -74,6 +75,31 @@ protected:
         char buffer[64];
         const long size = _socket->recvfrom(buffer, sizeof buffer, nullptr, nullptr);
         return size < 0 ? "(" + std::to_string(size) + ")" : std::string(buffer, static_cast<std::size_t>(size));
+    }
+
+    // Closes the socket while another thread is in this function of the system's. Tells what was done first.
+    template <typename Signature>
+    std::vector<std::string> closedDuring(interpose::Slot<Signature>& function, const std::function<void()>& call)
+    {
+        const StdoutCapture ignored;
+        interpose::CallLog calls;
+        const long closer = threadNumber();
+        std::atomic<bool> called{false};
+        std::atomic<bool> closing{false};
+        Interposed calling(function, [&](auto real, auto... arguments) {
+            called = true;
+            EXPECT_TRUE(waitUntil([&] { return closing && isAsleep(closer); }));
+            calls.note("done");
+            return real(arguments...);
+        });
+        Interposed closingIt(interpose::close, calls.noting("closed"));
+
+        std::thread caller(call);
+        EXPECT_TRUE(waitUntil([&] { return called.load(); }));
+        closing = true;
+        _socket->close();
+        caller.join();
+        return calls.calls();
     }
 
     MulticastUdpSocket& socket() { return *_socket; }
@@ -286,25 +312,15 @@ TEST_F(MulticastThreads, registersNothingOnceItIsClosed)
 
 TEST_F(MulticastThreads, closesNothingUnderACallThatHasItsDescriptor)
 {
-    const StdoutCapture ignored;
-    interpose::CallLog calls;
-    const long closer = threadNumber();
-    std::atomic<bool> called{false};
-    std::atomic<bool> closing{false};
-    Interposed sending(interpose::sendto, [&](auto real, auto... arguments) {
-        called = true;
-        EXPECT_TRUE(waitUntil([&] { return closing && isAsleep(closer); }));
-        calls.note("sent");
-        return real(arguments...);
-    });
-    Interposed closingIt(interpose::close, calls.noting("closed"));
+    EXPECT_THAT(closedDuring(interpose::sendto, [this] { EXPECT_EQ(send("hello"), 0); }),
+                ElementsAre("done", "closed"));
+}
 
-    std::thread sender([this] { EXPECT_EQ(send("hello"), 0); });
-    EXPECT_TRUE(waitUntil([&] { return called.load(); }));
-    closing = true;
-    socket().close();
-    sender.join();
-    EXPECT_THAT(calls.calls(), ElementsAre("sent", "closed"));
+TEST_F(MulticastThreads, closesNothingUnderACallThatReceives)
+{
+    EXPECT_EQ(send("hello"), 0);
+    EXPECT_THAT(closedDuring(interpose::recvfrom, [this] { EXPECT_EQ(receive(), "hello"); }),
+                ElementsAre("done", "closed"));
 }
 
 TEST_F(MulticastThreads, closesUnderACallThatWaits)
