@@ -133,6 +133,29 @@ TEST_F(ThreadEndTest, copesWithAnOrphanThatDeletesAnotherDuringTheHandOver)
     delete orphan;
 }
 
+TEST_F(ThreadEndTest, leavesAloneWhatAnOrphanMovedElsewhereDuringTheHandOver)
+{
+    Worker worker;
+    Record record;
+    Object* orphan = nullptr;
+    Object* moved = nullptr;
+    Object* other = nullptr;
+    onExternalThread([&] {
+        orphan = new Recorder(record, [&](Event*) { moved->moveToThread(worker.thread()); });
+        moved = new Object;
+        other = new Object;
+        post(orphan, 7);
+    });
+
+    EXPECT_EQ(moved->thread(), worker.thread());
+    EXPECT_EQ(orphan->thread(), mainThread());
+    EXPECT_EQ(other->thread(), mainThread());
+    EXPECT_THAT(logged(), SizeIs(3));
+    worker.run([&] { delete moved; });
+    delete orphan;
+    delete other;
+}
+
 TEST_F(ThreadEndTest, copesWithAnOrphanThatDeletesItselfDuringTheHandOver)
 {
     Record record;
