@@ -209,8 +209,7 @@ bool File::erase(long pos, long len)
     if (_stream == nullptr || pos < 0 || len < 1)
         return false;
     // A range up to the end is refused, on purpose: that is what resize() is for.
-    const std::int64_t end = size();
-    if (pos >= end || len >= end - pos)
+    if (len >= size() - pos)
         return false;
     std::int64_t from = pos + len;
     for (; from + blockSize < size(); from += blockSize) {

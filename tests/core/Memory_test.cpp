@@ -1,6 +1,8 @@
 // What comes and goes leaves no memory behind.
 #include <kxPAL/Cond.h>
 #include <kxPAL/EventQueue.h>
+#include <kxPAL/LogHandler.h>
+#include <kxPAL/Logger.h>
 #include <kxPAL/Mutex.h>
 #include <kxPAL/Runnable.h>
 #include <kxPAL/ThreadPool.h>
@@ -35,6 +37,22 @@ TEST_F(MemoryTest, eventsAndQueuesLeaveNothing)
                   }
                   EXPECT_EQ(queue.countEventsForObject(&receiver), 4U);
                   queue.processEvents();
+              }),
+              0);
+}
+
+TEST_F(MemoryTest, logHandlersLeaveNothing)
+{
+    class Silent final : public Murn::LogHandler {
+    public:
+        Silent() : LogHandler("silent", 0x3f) {}
+        void HandleLog(const char* /*domain*/, Murn::Logger::LogLevel /*level*/, const char* /*message*/) override {}
+    };
+    EXPECT_EQ(livememory::leftBehindBy([] {
+                  Silent handler;
+                  Murn::Logger::InstallHandler(&handler);
+                  Murn::Logger::Message("silent", "a message");
+                  Murn::Logger::UninstallHandler(&handler);
               }),
               0);
 }

@@ -3,6 +3,7 @@
 #include <kxPAL/File.h>
 #include <pthread.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -234,6 +235,20 @@ TEST_F(FileShiftTest, doesNotInsertAtItsEndOrBeforeItsStart)
     expectOnDisk("");
 }
 
+TEST_F(FileShiftTest, asksForAnySizeThatIsANumber)
+{
+    File& file = open(20);
+    std::vector<off_t> asked;
+    const Interposed resizing(interpose::ftruncate, [&](auto, int, off_t length) {
+        asked.push_back(length);
+        errno = EFBIG;
+        return -1;
+    });
+    EXPECT_EQ(file.insert(0, "x", INT64_MAX - 20), -1);
+    EXPECT_EQ(file.insert(0, "x", INT64_MAX - 19), -1);
+    EXPECT_EQ(asked, std::vector<off_t>{INT64_MAX});
+}
+
 TEST_F(FileShiftTest, doesNotEraseUpToItsEnd)
 {
     File& file = open(10);
@@ -283,6 +298,22 @@ TEST_F(FileShiftTest, keepsEveryByteWhenABlockCannotBeMovedForRoom)
     };
     expectFailure(2, 11808);
     expectFailure(3, 3616);  // the head of the tail, which is no whole block
+}
+
+TEST_F(FileShiftTest, tellsWhyABlockCouldNotBeMovedAlsoWhenItIsPutBack)
+{
+    File& file = open(20000);
+    int writes = 0;
+    const Interposed writing(
+        interpose::fwrite,
+        [&](auto real, const void* data, std::size_t size, std::size_t count, FILE* stream) -> std::size_t {
+            const std::size_t written = ++writes == 1 ? 0 : real(data, size, count, stream);
+            errno = writes == 1 ? ENOSPC : EINTR;
+            return written;
+        });
+    EXPECT_EQ(file.insert(0, "abc", 3), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(writes, 2);
 }
 
 TEST_F(FileShiftTest, givesTheCountOfItsLastWrite)
