@@ -99,11 +99,13 @@ public:
     std::string format;
     std::string text;
     int calls = 0;
+    int error = 0;  ///< What `errno` was, of which a format may ask with %m.
 
 private:
     Interposed<void(const gchar*, GLogLevelFlags, const gchar*, va_list)> _replaced{
         interpose::g_logv,
         [this](auto*, const gchar* itsDomain, GLogLevelFlags itsLevel, const gchar* itsFormat, va_list args) {
+            error = errno;
             domain = itsDomain;
             level = itsLevel;
             format = itsFormat;
@@ -651,8 +653,10 @@ TEST_F(LoggerTest, sendsALongMessageUnstampedWhenMemoryIsExhausted)
             errno = ENOMEM;
             return MAP_FAILED;
         });
+        errno = EOWNERDEAD;
         logMade("Test", Logger::LevelInfo, format.c_str(), 12345);
     }
+    EXPECT_EQ(EOWNERDEAD, glib.error);
     EXPECT_EQ(1, glib.calls);
     EXPECT_EQ(G_LOG_LEVEL_INFO, glib.level);
     EXPECT_TRUE(glib.text == textOfLength(1 << 20));
