@@ -69,12 +69,15 @@ public:
     /// Any thread. Makes a loop that waits look at its sources again (`g_main_context_wakeup`).
     void wakeUp();
 
-    /// Before start() only; later calls end the process through a fatal check.
+    /// One thread at a time, not locked. Chooses for the next start(). While the thread has a handle, which is from a
+    /// joinable start() to join(), it ends the process through a fatal check; the main application thread and external
+    /// threads always have one. After the start of a thread that is not joinable nothing is noticed.
     /// @param joinable  whether the thread is to be waited for with join()
     void setJoinable(bool joinable);
     /// Any thread.
-    /// @return true for a thread that was started as joinable; false before start(), on purpose, even after
-    ///         setJoinable(true)
+    /// @return whether the thread was started as joinable at any time, and is to be joinable by the last setJoinable().
+    ///         So it is false before start(), on purpose, even after setJoinable(true). And it is true for a thread
+    ///         that was joined, started anew as not joinable and set to joinable then, though there is nothing to join.
     bool isJoinable() const;
     /// Any thread.
     /// @return whether the thread has a system handle: from start() to join() for a joinable thread, always for the

@@ -380,6 +380,35 @@ TEST_F(ThreadTest, mayBeStartedTwiceWhenNotJoinable)
     EXPECT_TRUE(waitUntil([&] { return thread.hasEnded(2); }));
 }
 
+TEST_F(ThreadTest, noticesNoChoiceAfterAStartThatWasNotJoinable)
+{
+    std::promise<void> chosen;
+    DetachedThread thread([&] { chosen.get_future().wait(); });
+    thread.start();
+
+    thread.setJoinable(true);
+    EXPECT_FALSE(thread.isJoinable());
+    chosen.set_value();
+
+    EXPECT_TRUE(waitUntil([&] { return thread.hasEnded(1); }));
+}
+
+TEST_F(ThreadTest, remembersItsJoinableStartForGood)
+{
+    DetachedThread thread([] {});
+    thread.setJoinable(true);
+    startAndJoin(thread);
+
+    thread.setJoinable(false);
+    EXPECT_FALSE(thread.isJoinable());
+    thread.start();
+    thread.setJoinable(true);
+    EXPECT_TRUE(thread.isJoinable());
+    EXPECT_FALSE(thread.isRunning());
+
+    EXPECT_TRUE(waitUntil([&] { return thread.hasEnded(2); }));
+}
+
 TEST_F(ThreadTest, runsAndStopsItsLoopWhenNotJoinable)
 {
     std::promise<void> looping;
