@@ -43,7 +43,8 @@ public:
 
     /// The main application thread only. Runs its event loop until Quit(); see Thread::exec(). Objects that are
     /// bound to the main thread by then are each warned about and are unlisted: there is no thread to hand them to.
-    /// They work on as before, but the deletion of each logs another warning, that it is not listed.
+    /// They work on as before, but the deletion of each, or its move to another thread, logs another warning, that it
+    /// is not listed.
     void exec();
     /// Any thread. Ends exec(). Before exec() it is forgotten, with a warning. The application must exist.
     static void Quit();
