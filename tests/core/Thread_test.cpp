@@ -321,6 +321,27 @@ TEST_F(ThreadTest, endsTheProcessWhenDeletedWithoutJoin)
         "!_joinable || _thread == nullptr", source);
 }
 
+TEST_F(ThreadTest, looksWhetherItWasJoinedBeforeItDeliversItsLastEvents)
+{
+    EXPECT_FATAL_AFTER(
+        {
+            std::promise<void> inBody;
+            auto* const thread = new BodyThread([&] {
+                inBody.set_value();
+                sleepForEver();
+            });
+            Record record;
+            auto* const object = new Recorder(record, [](Event*) { std::fputs("event delivered, ", stdout); });
+            object->moveToThread(thread);
+            post(object, 7);
+            thread->start();
+            inBody.get_future().wait();
+            std::fputs("deleted, ", stdout);
+            delete thread;
+        },
+        "deleted, ", "!_joinable || _thread == nullptr", source);
+}
+
 // Threads that are not joinable
 
 /// A thread that is not joinable, and knows when its system threads have ended.
@@ -841,6 +862,23 @@ TEST_F(ThreadTest, takesOneObjectsEventsOutAllAtOnce)
     delete object;
     pump();
     EXPECT_THAT(otherRecord.types(), SizeIs(count));
+}
+
+TEST_F(ThreadTest, disposesOfEachOfOneObjectsEventsBeforeItDeliversTheNext)
+{
+    Record record;
+    std::atomic<int> disposals{0};
+    std::vector<int> disposedBefore;
+    Recorder object(record, [&](Event*) { disposedBefore.push_back(disposals); });
+    post(&object, 7, disposals);
+    post(&object, 8, disposals);
+    post(&object, 9, disposals);
+
+    mainThread()->processEventsForObject(&object);
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U, 9U));
+    EXPECT_THAT(disposedBefore, ElementsAre(0, 1, 2));
+    EXPECT_EQ(disposals, 3);
 }
 
 TEST_F(ThreadTest, deliversOneObjectsEventsOnTheThreadThatAsks)
