@@ -549,6 +549,25 @@ TEST_F(ObjectTest, deliversItsWaitingEventsBeforeItMoves)
     worker.run([&] { delete object; });
 }
 
+TEST_F(ObjectTest, disposesOfEachEventBeforeItDeliversTheNextWhenItMoves)
+{
+    Thread target;
+    Record record;
+    std::atomic<int> disposals{0};
+    std::vector<int> disposedBefore;
+    auto* const object = new Recorder(record, [&](Event*) { disposedBefore.push_back(disposals); });
+    post(object, 7, disposals);
+    post(object, 8, disposals);
+    post(object, 9, disposals);
+
+    object->moveToThread(&target);
+
+    EXPECT_THAT(record.types(), ElementsAre(7U, 8U, 9U));
+    EXPECT_THAT(disposedBefore, ElementsAre(0, 1, 2));
+    EXPECT_EQ(disposals, 3);
+    delete object;
+}
+
 TEST_F(ObjectTest, deliversBeforeItMovesWhatItsHandlersPostMeanwhile)
 {
     Worker worker;
@@ -679,6 +698,22 @@ TEST_F(ObjectTest, endsTheProcessWhenAnUnregisteredThreadMovesIt)
             onForeignThread([&] { object.moveToThread(&target); });
         },
         "_thread->isCurrentThread()", source);
+}
+
+TEST_F(ObjectTest, looksWhoMovesItBeforeItDeliversItsWaitingEvents)
+{
+    EXPECT_FATAL_AFTER(
+        {
+            Thread target;
+            Record record;
+            Recorder object(record, [](Event*) { std::fputs("event delivered, ", stdout); });
+            post(&object, 7);
+            onForeignThread([&] {
+                std::fputs("moved, ", stdout);
+                object.moveToThread(&target);
+            });
+        },
+        "moved, ", "_thread->isCurrentThread()", source);
 }
 
 TEST_F(ObjectTest, canBeAdoptedFromAnyThreadWhileItIsBoundToNone)
