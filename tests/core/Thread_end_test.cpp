@@ -176,6 +176,25 @@ TEST_F(ThreadEndTest, copesWithAnOrphanThatDeletesItselfDuringTheHandOver)
     delete other;
 }
 
+TEST_F(ThreadEndTest, warnsOfAllItsObjectsBeforeItHandsTheFirstOver)
+{
+    Record record;
+    std::size_t warnings = 0;
+    Object* first = nullptr;
+    Object* second = nullptr;
+    onExternalThread([&] {
+        first = new Recorder(record, [&](Event*) { warnings = logged().size(); });
+        second = new Object;
+        post(first, 7);
+    });
+
+    EXPECT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_EQ(warnings, 2U);
+    EXPECT_THAT(logged(), SizeIs(2));
+    delete first;
+    delete second;
+}
+
 TEST_F(ThreadEndTest, handsOverWhatAnOrphanCreatesDuringTheHandOver)
 {
     Record record;
@@ -530,15 +549,16 @@ TEST_F(ThreadEndTest, letsTheHandlersOfItsLastEventsDeleteOtherObjects)
     EXPECT_EQ(disposals, 3);
 }
 
-TEST_F(ThreadEndTest, releasesItsContextWhenDeleted)
+TEST_F(ThreadEndTest, releasesItsContextAndThenItsQueueWhenDeleted)
 {
     interpose::CallLog releases;
     auto thread = std::make_unique<Thread>();
-    const Interposed noted(interpose::g_main_context_unref, releases.noting("context"));
+    const Interposed context(interpose::g_main_context_unref, releases.noting("context"));
+    const Interposed queue(interpose::g_async_queue_unref, releases.noting("queue"));
 
     thread.reset();
 
-    EXPECT_THAT(releases.calls(), ElementsAre("context"));
+    EXPECT_THAT(releases.calls(), ElementsAre("context", "queue"));
 }
 
 }  // namespace
