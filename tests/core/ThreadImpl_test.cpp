@@ -181,6 +181,29 @@ TEST_F(ThreadImplTest, hasNoLoopAnyMoreWhenSomebodyElseQuitIt)
     EXPECT_FALSE(afterLoop.loopRunning);
 }
 
+TEST_F(ThreadImplTest, keepsItsLoopUntilItsObjectsAreHandedOverAndRunsNoMoreByThen)
+{
+    Record record;
+    Fields inHandOver{};
+    Object* orphan = nullptr;
+    BodyThread thread([&] {
+        orphan = new Recorder(record, [&](Event*) { inHandOver = fieldsOf(thread); });
+        post(orphan, 7);
+        // Ends before it delivers anything, so that the event is delivered in the hand-over.
+        const Interposed atOnce(interpose::g_main_loop_run, [](auto*, GMainLoop*) {});
+        thread.exec();
+    });
+
+    startAndJoin(thread);
+
+    ASSERT_THAT(record.types(), ElementsAre(7U));
+    EXPECT_FALSE(inHandOver.running);
+    EXPECT_FALSE(inHandOver.loopRunning);
+    EXPECT_NE(inHandOver.loop, nullptr);
+    EXPECT_THAT(logged(), SizeIs(1));
+    delete orphan;
+}
+
 TEST_F(ThreadImplTest, locksItsStateForEachStepOfItsLoop)
 {
     int inExec = 0;
@@ -272,30 +295,39 @@ TEST_F(ThreadImplTest, freesTheReasonForWhichItCouldNotStart)
 TEST_F(ThreadImplTest, isFoundWhileOthersEndToo)
 {
     auto* const outer = new Thread;
+    auto* const middle = new Thread;
     auto* const inner = new Thread;
     ThreadImpl* const outerImpl = ThreadImpl::Of(outer);
+    ThreadImpl* const middleImpl = ThreadImpl::Of(middle);
     ThreadImpl* const innerImpl = ThreadImpl::Of(inner);
     std::vector<ThreadImpl*> found;
     Record record;
     Object* ofInner = nullptr;
+    Object* ofMiddle = nullptr;
     Object* ofOuter = nullptr;
     ofInner = new Recorder(record, [&](Event*) {
-        found = {ThreadImpl::Of(outer), ThreadImpl::Of(inner)};
+        found = {ThreadImpl::Of(outer), ThreadImpl::Of(middle), ThreadImpl::Of(inner)};
         EXPECT_TRUE(innerImpl->unregisterObject(ofInner));  // whatever is listed
         delete ofInner;
     });
-    ofOuter = new Recorder(record, [&](Event*) {
+    ofMiddle = new Recorder(record, [&](Event*) {
         delete inner;
+        delete ofMiddle;
+    });
+    ofOuter = new Recorder(record, [&](Event*) {
+        delete middle;
         delete ofOuter;
     });
     ofOuter->moveToThread(outer);
+    ofMiddle->moveToThread(middle);
     ofInner->moveToThread(inner);
     post(ofOuter, 7);
-    post(ofInner, 8);
+    post(ofMiddle, 8);
+    post(ofInner, 9);
 
     delete outer;
 
-    EXPECT_THAT(found, ElementsAre(outerImpl, innerImpl));
+    EXPECT_THAT(found, ElementsAre(outerImpl, middleImpl, innerImpl));
 }
 
 TEST_F(ThreadImplTest, hasTheHandleOfTheSystemThreadThatRegisteredIt)
