@@ -7,6 +7,7 @@
 
 #include "FatalTest.h"
 #include "InterposeGlib.h"
+#include "LiveMemory.h"
 #include "VirtualTable.h"
 
 using Murn::Stream;
@@ -824,6 +825,18 @@ TEST_F(StreamTest, closesOnceAndLeavesTheDescriptorOpen)
     EXPECT_EQ(_stream->close(), -1);
     EXPECT_TRUE(fields().closed());
     EXPECT_TRUE(isOpen(_end.get()));
+}
+
+TEST_F(StreamTest, leavesNoMemoryBehind)
+{
+    EXPECT_EQ(livememory::leftBehindBy([this] {
+                  peerSends("x");
+                  Stream stream;
+                  giveChannelOver(_end.get(), &stream);
+                  stream.asyncReadData(_buffer, sizeof _buffer, &_reader);
+                  stream.readSome();
+              }),
+              0);
 }
 
 TEST_F(StreamTest, closesWithoutAChannelToo)
