@@ -13,7 +13,6 @@
 using Murn::Application;
 using Murn::Event;
 using Murn::Object;
-using Murn::Thread;
 
 namespace {
 
