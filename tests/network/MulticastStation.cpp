@@ -63,7 +63,7 @@ public:
     template <typename Function>
     int endReceiver(Function function)
     {
-        const bool waits = waitUntil([this] { return _number != 0 && isAsleep(_number); });
+        const bool waits = waitUntil([this] { return _number != 0 && waitsForDescriptors(_number); });
         function();
         _receiver.join();
         return waits ? static_cast<int>(_lastResult) : 1000;

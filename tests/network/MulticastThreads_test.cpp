@@ -141,7 +141,7 @@ public:
     // Waits until it waits for data.
     bool isWaiting()
     {
-        return waitUntil([this] { return _number != 0 && isAsleep(_number); });
+        return waitUntil([this] { return _number != 0 && waitsForDescriptors(_number); });
     }
     // What recvfrom() returned.
     long result()
@@ -153,7 +153,6 @@ public:
 private:
     void receive(MulticastUdpSocket& socket)
     {
-        // Nothing else sleeps from here on but the wait itself.
         Interposed entered(interpose::select, [this](auto real, auto... arguments) {
             _number = threadNumber();
             return real(arguments...);

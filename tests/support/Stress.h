@@ -11,7 +11,9 @@
 inline int stressRounds(int full)
 {
     const char* const percent = std::getenv("KXPAL_STRESS_PERCENT");
-    return percent == nullptr ? full : std::max(1, full * std::atoi(percent) / 100);
+    if (percent == nullptr)
+        return full;
+    return static_cast<int>(std::max(1L, full * std::strtol(percent, nullptr, 10) / 100));
 }
 
 /// Lets several threads go on at the same moment: each of them waits until all have come. Serves one round.
