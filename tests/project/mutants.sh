@@ -38,6 +38,8 @@ class D { virtual void f() = 0; };')"
 # A program that does its worst in the place of a test.
 harm() {
   unshare --user --map-root-user true 2>/dev/null || skip "this machine gives no user namespace"
+  local visible=(bash "$KXPAL_SOURCE/tests/mutants/visible.sh" "$KXPAL_SOURCE")
+  "${visible[@]}" true || skip "other users do not reach this checkout, and nothing can be mounted"
   chmod 755 "$scratch"
   mkdir library
   cp "$KXPAL_LIBRARY" library/faulty.so
@@ -45,7 +47,7 @@ harm() {
   chmod -R a+rwX library
 
   local status=0
-  python3 - "$scratch/library" >output 2>&1 <<'END' || status=$?
+  "${visible[@]}" python3 - "$scratch/library" >output 2>&1 <<'END' || status=$?
 import os, sys, types
 from pathlib import Path
 from sandbox import Sandbox
