@@ -28,7 +28,10 @@ public:
     LogCapture() : _previous(g_log_set_default_handler(take, this)) {}
 
     /// The same; each message is told as it comes, on the thread that logs it.
-    explicit LogCapture(std::function<void(const LogMessage&)> told) : LogCapture() { _told = std::move(told); }
+    explicit LogCapture(std::function<void(const LogMessage&)> told)
+        : _told(std::move(told)), _previous(g_log_set_default_handler(take, this))
+    {
+    }
 
     /// Takes the messages of one domain.
     explicit LogCapture(const std::string& domain)
@@ -94,8 +97,8 @@ private:
 
     std::string _domain;
     guint _handlerId = 0;
+    std::function<void(const LogMessage&)> _told;  // there before the first message comes
     GLogFunc _previous = nullptr;
-    std::function<void(const LogMessage&)> _told;
     mutable std::mutex _mutex;
     std::vector<LogMessage> _messages;  // guarded by _mutex
 };
